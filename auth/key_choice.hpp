@@ -1,0 +1,39 @@
+#pragma once
+
+/**
+ * @file
+ * Which public key a payload must be signed for.
+ *
+ * The choice rests on the component and on the key-revision code in the payload's header, so that
+ * boards of different hardware revisions accept only payloads made for them.
+ */
+
+#include "service/payload.hpp"
+
+#include <cstdint>
+#include <optional>
+
+/** What a payload's header asks for. */
+enum class KeyRevision
+{
+    standard,
+    x,
+    a,
+};
+
+/** Reads the revision code: 32 bits, little-endian, at offset 88. */
+std::uint32_t revisionCode(const PayloadHeader& header);
+
+/** 2 is the X revision, 16 the A revision, any other code the default key. */
+KeyRevision keyRevision(std::uint32_t code);
+
+/** A component's key file and the words that announce it in the trace log. */
+struct KeyChoice
+{
+    const char* componentLine;
+    const char* revisionLine;
+    const char* path;
+};
+
+/** @return nothing for an unknown component number */
+std::optional<KeyChoice> chooseKey(std::uint32_t componentId, KeyRevision revision);

@@ -1,0 +1,163 @@
+#include "auth/openssl_handles.hpp"
+#include "auth/signature.hpp"
+#include "log/log.hpp"
+#include "service/tavrinupdate.hpp"
+
+#include <openssl/x509.h>
+
+#include <algorithm>
+#include <fstream>
+#include <new>
+
+namespace
+{
+
+constexpr auto functionName = "verifySignature";
+
+/** The payload is digested in pieces of at most this size. */
+constexpr std::size_t chunkSize = 0x400000;
+
+/** The header as far as the file has one; the rest is zero. A short file fails the stream. */
+PayloadHeader readHeader(std::ifstream& file)
+{
+    PayloadHeader header{};
+    file.read(reinterpret_cast<char*>(header.data()), header.size()); // NOLINT: bytes as bytes
+    return header;
+}
+
+bool readExactly(std::ifstream& file, std::span<std::uint8_t> target)
+{
+    const auto wanted = static_cast<std::streamsize>(target.size());
+    file.read(reinterpret_cast<char*>(target.data()), wanted); // NOLINT: bytes as bytes
+    return file.gcount() == wanted;
+}
+
+/** Loads the key that the header asks for. @return null on failure, which has been logged */
+PublicKeyPtr loadKey(const PayloadHeader& header)
+{
+    // Refuses curves smaller than P-384, whose key takes 120 bytes in DER.
+    constexpr std::size_t shortestDer = 96;
+
+    std::string keyPath;
+    Tavrinupdate::pub_key_setter(header, keyPath);
+
+    std::size_t length = 0;
+    const DerBuffer der = Tavrinupdate::TavrinPemPubKeyToDer(keyPath, length);
+    if (der == nullptr || length < shortestDer)
+    {
+        logRecord("[%s] : Error in converting PEM public key to DER format\n", functionName);
+        return nullptr;
+    }
+    const std::uint8_t* position = der.get();
+    PublicKeyPtr key(d2i_PUBKEY(nullptr, &position, static_cast<long>(length)));
+    if (key == nullptr)
+    {
+        logRecord("[%s] : Error in converting DER public key to EVP format\n", functionName);
+    }
+    return key;
+}
+
+DigestContextPtr beginVerification(EVP_PKEY& key)
+{
+    DigestContextPtr context(EVP_MD_CTX_new());
+    if (context == nullptr)
+    {
+        logRecord("[%s] : Error in creating signature verifying context\n", functionName);
+        return nullptr;
+    }
+    if (EVP_DigestVerifyInit(context.get(), nullptr, EVP_sha512(), nullptr, &key) < 1)
+    {
+        logRecord("[%s] : Error in initializing signature verifying context\n", functionName);
+        return nullptr;
+    }
+    return context;
+}
+
+/** Feeds the signed bytes to the verifier, one buffer after the other. */
+bool digest(std::ifstream& file, std::size_t remaining, std::span<std::uint8_t> buffer,
+            EVP_MD_CTX& context)
+{
+    while (remaining != 0)
+    {
+        const auto chunk = buffer.first(std::min(remaining, buffer.size()));
+        if (!readExactly(file, chunk))
+        {
+            logRecord("[%s] : Error in reading payload's data\n", functionName);
+            return false;
+        }
+        if (EVP_DigestVerifyUpdate(&context, chunk.data(), chunk.size()) < 1)
+        {
+            logRecord("[%s] : Error in signature verification\n", functionName);
+            return false;
+        }
+        remaining -= chunk.size();
+    }
+    return true;
+}
+
+/** Checks the signature behind the digested bytes. Only an answer of exactly 1 is a yes. */
+bool finishVerification(EVP_MD_CTX& context, RawSignature raw)
+{
+    const auto signature = encodeSignature(raw);
+    if (signature.bytes == nullptr ||
+        EVP_DigestVerifyFinal(&context, signature.bytes.get(), signature.length) != 1)
+    {
+        logRecord("[%s] : Error in signature verification\n", functionName);
+        return false;
+    }
+    logTrace("[%s] : Signature verification is successful\n", functionName);
+    return true;
+}
+
+/** Digests the file from its beginning and checks the signature at its end. */
+bool verifyContent(std::ifstream& file, std::size_t signedBytes, EVP_MD_CTX& context)
+{
+    file.seekg(0, std::ios::beg);
+    const std::unique_ptr<std::uint8_t[]> memory(new (std::nothrow) std::uint8_t[chunkSize]);
+    if (memory == nullptr)
+    {
+        logRecord("[%s] : Error in allocating memory\n", functionName);
+        return false;
+    }
+    const std::span<std::uint8_t> buffer(memory.get(), chunkSize);
+
+    if (!digest(file, signedBytes, buffer, context))
+    {
+        return false;
+    }
+    const auto raw = buffer.first<signatureSize>();
+    if (!readExactly(file, raw))
+    {
+        logRecord("[%s] : Error in reading payload's signature\n", functionName);
+        return false;
+    }
+    return finishVerification(context, raw);
+}
+
+} // namespace
+
+bool Tavrinupdate::verifySignature(std::string payloadPath)
+{
+    logTrace("[%s] : PayloadPath: %s\n", functionName, payloadPath.c_str());
+    std::ifstream file(payloadPath, std::ios::in | std::ios::binary);
+    if (!file.is_open())
+    {
+        logRecord("[%s] : Error opening file: %s\n", functionName, payloadPath.c_str());
+        return false;
+    }
+    const PublicKeyPtr key = loadKey(readHeader(file));
+    if (key == nullptr)
+    {
+        return false;
+    }
+
+    file.seekg(0, std::ios::end);
+    const auto signedBytes = signedSize(file.tellg());
+    if (!signedBytes)
+    {
+        logRecord("[%s] : Error in getting file size\n", functionName);
+        return false;
+    }
+    const DigestContextPtr context = beginVerification(*key);
+    return context != nullptr && verifyContent(file, *signedBytes, *context);
+}

@@ -1,0 +1,1 @@
+"""The parts of sdbus++: definitions in YAML in, C++ text out."""

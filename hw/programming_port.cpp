@@ -1,0 +1,37 @@
+#include "hw/programming_port.hpp"
+
+#include "service/tavrinupdate.hpp"
+#include "service/update_request.hpp"
+
+std::uint8_t lockRegisterValue(std::uint8_t current, bool enable)
+{
+    constexpr unsigned lockBit = 0x01U;
+    return static_cast<std::uint8_t>(enable ? current & ~lockBit : current | lockBit);
+}
+
+std::uint8_t enableRegisterValue(std::uint8_t current, bool enable)
+{
+    constexpr unsigned enableBit = 0x01U;
+    return static_cast<std::uint8_t>(enable ? current | enableBit : 0);
+}
+
+bool mayUseByte3(const CpldVersion& version)
+{
+    constexpr int lastMaintenance = 5;
+    return version.major == 0 && version.minor == 0 && version.maintenance <= lastMaintenance;
+}
+
+bool Tavrinupdate::enable_disable_programingNode(std::uint8_t instance, std::uint8_t enable,
+                                                 CpldInventory& record)
+{
+    switch (updateRequest().CompId)
+    {
+    case component_id::flop:
+        return enable_disable_programingNode_for_flop(instance, enable, record);
+    case component_id::pbb:
+    case component_id::pdb:
+        return enable_disable_programingNode_for_pbb_pdb(instance, enable, record);
+    default:
+        return true;
+    }
+}

@@ -1,0 +1,69 @@
+#include "hw/sysinfo_nodes.hpp"
+
+#include "log/log.hpp"
+#include "platform/sysinfo.h"
+#include "service/tavrinupdate.hpp"
+
+#include <cerrno>
+#include <cstdlib>
+#include <memory>
+
+namespace
+{
+
+constexpr auto functionName = "getSysinfoNodes";
+
+/** Releases a result block of the parser, entries included. */
+struct SysinfoDeleter
+{
+    void operator()(i2c_sysinfo* block) const { std::free(block); } // NOLINT: from malloc
+};
+
+using SysinfoBlock = std::unique_ptr<i2c_sysinfo, SysinfoDeleter>;
+
+void appendPaths(const i2c_sysinfo& block, std::vector<std::string>& nodes)
+{
+    for (const i2c_sysinfo_node* node = block.first; node != nullptr; node = node->next)
+    {
+        nodes.emplace_back(static_cast<const char*>(node->path));
+    }
+}
+
+} // namespace
+
+std::uint32_t nodeTypeCode(KindCode kind)
+{
+    switch (kind)
+    {
+    case KindCode::flop:
+        return 26;
+    case KindCode::pbb:
+        return 62;
+    case KindCode::pdb:
+        return 44;
+    }
+    return 165;
+}
+
+int Tavrinupdate::getSysinfoNodes(CpldInventory& record, std::vector<std::string>& nodes)
+{
+    i2c_sysinfo* parsed = nullptr;
+    const int status = i2c_parse_sysinfo(nodeTypeCode(record.kindCode), &parsed);
+    if (status != 0)
+    {
+        logRecord("[%s] : sysinfo parse failed for %s, Error: %d\n", functionName,
+                  record.nodeName.c_str(), status);
+        return status;
+    }
+    const SysinfoBlock block(parsed);
+
+    if (block->count > maxInstances)
+    {
+        logRecord("[%s] : %s has %u instances, at most %u are supported\n", functionName,
+                  record.nodeName.c_str(), block->count, maxInstances);
+        return -ERANGE;
+    }
+    record.instanceCount = block->count;
+    appendPaths(*block, nodes);
+    return 0;
+}

@@ -1,0 +1,49 @@
+#include "log/log.hpp"
+#include "service/tavrinupdate.hpp"
+
+#include <sdbusplus/bus.hpp>
+#include <sdbusplus/exception.hpp>
+#include <sdbusplus/message.hpp>
+
+#include <variant>
+
+namespace
+{
+
+constexpr auto functionName = "GetPlatformID";
+
+constexpr auto platformService = "xyz.openbmc_project.Platform";
+constexpr auto platformPath = "/xyz/openbmc_project/Platform";
+constexpr auto propertiesInterface = "org.freedesktop.DBus.Properties";
+
+std::int32_t askPlatformService()
+{
+    // A connection of its own: some callers run on an update worker, and on the main thread a
+    // blocking call on the shared one would hold signals back.
+    auto bus = sdbusplus::bus::new_system();
+    auto call = bus.new_method_call(platformService, platformPath, propertiesInterface, "Get");
+    call.append(platformService, "PlatformID");
+    auto reply = bus.call(call);
+
+    // A variant of another type is skipped and leaves 0.
+    std::variant<std::int32_t> identity;
+    reply.read(identity);
+    return std::get<std::int32_t>(identity);
+}
+
+} // namespace
+
+std::int32_t Tavrinupdate::GetPlatformID()
+{
+    try
+    {
+        const auto identity = askPlatformService();
+        logTrace("[%s]: Operation completed", functionName);
+        return identity;
+    }
+    catch (const sdbusplus::exception::exception&)
+    {
+        logRecord("[%s]: Exception occurred", functionName);
+        return 0;
+    }
+}

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+/** What the code branches on; not the order in which the kinds are visited. */
+enum class KindCode : std::uint8_t
+{
+    flop = 0,
+    pbb = 1,
+    pdb = 2,
+};
+
+/** Numbers under which the update coordinator knows the three kinds of CPLD. */
+namespace component_id
+{
+inline constexpr std::uint32_t flop = 112102;
+inline constexpr std::uint32_t pbb = 114678;
+inline constexpr std::uint32_t pdb = 114747;
+} // namespace component_id
+
+/**
+ * Everything known about the CPLDs of one kind of board.
+ *
+ * The service object holds one record a kind. The main thread owns them; threads that need one take
+ * a copy along.
+ */
+struct CpldInventory
+{
+    /** Number of instances that the platform description names; 0 until it has been read. */
+    std::uint32_t instanceCount = 0;
+    std::uint32_t componentId = 0;
+    /** Change value of the software inventory, published as `InstallationDate`. */
+    std::uint64_t installationDate = 0;
+    /** One entry an instance, published as `CurrentVersionString`. */
+    std::vector<std::string> currentVersions;
+    /** Published as `DisplayName`. */
+    std::string deviceName;
+    /** One entry an instance, filled by the version reader. */
+    std::vector<std::string> fqdds;
+    /** Published as `FriendlyFQDD`. */
+    std::string friendlyName;
+    /** Always empty; the record's layout reserves it. */
+    std::string previousVersion;
+    /** One entry an instance as read from the CPLD, published as `InstalledVersionString`. */
+    std::vector<std::string> cpldVersions;
+    /** One empty entry an instance; the record's layout reserves it. */
+    std::vector<std::string> previousVersions;
+    KindCode kindCode = KindCode::flop;
+    /** Node of the platform description; also the name in log texts and object paths. */
+    std::string nodeName;
+    /** True once the versions of all instances of the kind have been read. */
+    bool inventoryReady = false;
+    /** Text of the image's SHA-256, published as `Sha256String`. */
+    std::string sha256;
+};

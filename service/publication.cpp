@@ -1,0 +1,138 @@
+#include "log/log.hpp"
+#include "service/component_table.hpp"
+#include "service/tavrinupdate.hpp"
+
+#include <sdbusplus/exception.hpp>
+
+#include <cerrno>
+#include <exception>
+#include <string>
+
+namespace
+{
+
+constexpr auto functionName = "registerObjectPaths_PopulateInventory";
+
+constexpr auto updateInterface = "com.vexa.bevon.cmnupdate.comp_update";
+constexpr auto updateMethod = "CompFirmwareUpdate";
+
+void claimBusName(sdbusplus::bus_t& bus)
+{
+    try
+    {
+        bus.request_name(serviceBusName);
+    }
+    catch (const sdbusplus::exception::SdBusError& error)
+    {
+        // A second publication finds the name in hand already.
+        if (error.get_errno() != EALREADY)
+        {
+            throw;
+        }
+    }
+}
+
+ComponentObjects buildObjects(Tavrinupdate& service, const std::string& path)
+{
+    auto& bus = *service.connection;
+    ComponentObjects objects;
+    objects.registration = std::make_unique<CompMpropDriRegIface>(bus, path.c_str());
+    objects.update = std::make_unique<CompUpdateIface>(bus, path.c_str(), service);
+    objects.baseInventory = std::make_unique<BaseSwInventoryIface>(
+        bus, path.c_str(), BaseSwInventoryIface::action::defer_emit);
+    objects.inventory = std::make_unique<TavrinInventoryIface>(bus, path.c_str(), service);
+    return objects;
+}
+
+void fillRegistration(CompMpropDriRegIface& object, const CpldInventory& record, std::size_t index,
+                      const std::string& path)
+{
+    constexpr std::uint8_t noReboot = 0;
+    constexpr std::uint8_t serialUpdates = 1;
+
+    object.compID(record.componentId);
+    object.fqdd(record.fqdds.at(index));
+    object.rebootType(noReboot);
+    object.fwupdateService(serviceBusName, false);
+    object.fwupdateObject(path, false);
+    object.fwupdateInterface(updateInterface, false);
+    object.fwupdateMethodcall(updateMethod, false);
+    object.serialType(serialUpdates, false);
+}
+
+/** Fills the record silently and announces it when it is complete. */
+void fillBaseInventory(BaseSwInventoryIface& object, const CpldInventory& record, std::size_t index)
+{
+    object.fqdd(record.fqdds.at(index), true);
+    object.installedVersionString(record.cpldVersions.at(index), true);
+    object.componentID(record.componentId, true);
+    object.displayName(record.deviceName, true);
+    object.friendlyFQDD(record.friendlyName, true);
+    object.sha256String(record.sha256, true);
+    object.installationDate(record.installationDate, true);
+    object.emit_object_added();
+}
+
+void fillInventory(TavrinInventoryIface& object, const CpldInventory& record, std::size_t index)
+{
+    object.currentVersionString(record.currentVersions.at(index));
+    object.fqdd(record.fqdds.at(index));
+    object.installedVersionString(record.cpldVersions.at(index));
+    object.compID(record.componentId);
+    object.displayName(record.deviceName);
+    object.friendlyFQDD(record.friendlyName);
+    object.count(record.instanceCount);
+}
+
+void publishInstance(Tavrinupdate& service, CpldInventory& record, std::uint8_t index)
+{
+    const auto path = instanceObjectPath(record.nodeName, index + 1);
+    // An object of an earlier publication would keep its successor from the bus.
+    service.registeredObjects.erase(path);
+
+    auto objects = buildObjects(service, path);
+    Tavrinupdate::get_version_strings_from_SIPL(record, static_cast<std::uint8_t>(index + 1));
+    fillRegistration(*objects.registration, record, index, path);
+    fillBaseInventory(*objects.baseInventory, record, index);
+    fillInventory(*objects.inventory, record, index);
+    service.registeredObjects.emplace(path, std::move(objects));
+
+    logTrace("[%s]: Registered object path %s for component %s\n", functionName, path.c_str(),
+             record.nodeName.c_str());
+}
+
+void publishKind(Tavrinupdate& service, CpldInventory& record)
+{
+    record.currentVersions.resize(record.instanceCount);
+    record.cpldVersions.resize(record.instanceCount);
+    record.previousVersions.resize(record.instanceCount);
+
+    for (std::uint8_t index = 0; index < record.instanceCount; ++index)
+    {
+        publishInstance(service, record, index);
+    }
+}
+
+} // namespace
+
+void Tavrinupdate::registerObjectPaths_PopulateInventory(Tavrinupdate& service)
+{
+    claimBusName(*service.connection);
+    service.objectManager = std::make_unique<sdbusplus::server::manager::manager>(
+        *service.connection, objectManagerPath);
+
+    try
+    {
+        for (CpldInventory* record : service.components())
+        {
+            if (record->inventoryReady)
+            {
+                publishKind(service, *record);
+            }
+        }
+    }
+    catch (const std::exception& error)
+    {
+        logRecord("[%s]: Failed to register object paths: %s\n", functionName, error.what());
+    }
+}

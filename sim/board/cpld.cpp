@@ -1,0 +1,151 @@
+#include "board/cpld.hpp"
+
+#include "board/registers.hpp"
+
+#include <algorithm>
+
+namespace sim
+{
+
+namespace
+{
+
+constexpr std::uint8_t erased = 0xFF;
+
+void traceDevice(const DeviceDescription& device, const char* event, Json fields = Json::object())
+{
+    Json line = {{"device", device.name}, {"event", event}};
+    line.update(fields);
+    trace("device", line);
+}
+
+std::string textOf(const Version& version)
+{
+    return std::to_string(version.major) + "." + std::to_string(version.minor) + "." +
+           std::to_string(version.maintenance);
+}
+
+/** The header of the image in the memory, where all of it is there and made for this kind. */
+std::optional<ImageHeader> completeImage(const DeviceState& state, Kind kind)
+{
+    const auto header = ImageHeader::read(state.memory);
+    const bool whole =
+        header && header->kind == kind && header->imageSize() == state.programmedBytes;
+    return whole ? header : std::nullopt;
+}
+
+} // namespace
+
+class Cpld::Access
+{
+  public:
+    explicit Access(Cpld& device) :
+        guard_(device.mutex_), lock_(device.file_.file(), stateByte),
+        state_(static_cast<DeviceState*>(device.file_.data()))
+    {
+    }
+
+    DeviceState* operator->() const { return state_; }
+    DeviceState& operator*() const { return *state_; }
+
+  private:
+    std::lock_guard<std::mutex> guard_;
+    ByteLock lock_;
+    DeviceState* state_;
+};
+
+Cpld::Cpld(const DeviceDescription& description) :
+    description_(description), file_(description.stateFile, sizeof(DeviceState))
+{
+}
+
+std::uint8_t Cpld::readRegister(std::uint8_t number)
+{
+    return Access(*this)->registers[number];
+}
+
+void Cpld::writeRegister(std::uint8_t number, std::uint8_t value, unsigned int platformId)
+{
+    if (showsVersion(number, description_.kind))
+    {
+        return;
+    }
+    const Access state(*this);
+    const bool wasOpen = portIsOpen(state->registers, description_.kind, platformId);
+    state->registers[number] = value;
+    const bool isOpen = portIsOpen(state->registers, description_.kind, platformId);
+    if (wasOpen != isOpen)
+    {
+        portChanged(*state, isOpen);
+    }
+}
+
+void Cpld::portChanged(DeviceState& state, bool isOpen)
+{
+    traceDevice(description_, isOpen ? "port-opened" : "port-closed");
+    if (isOpen)
+    {
+        return;
+    }
+    if (state.imageState == ImageState::complete)
+    {
+        loadImage(state);
+    }
+    else if (state.imageState == ImageState::writing)
+    {
+        // Either its run was killed, or it goes on and will find the port closed.
+        state.imageState = ImageState::interrupted;
+    }
+}
+
+void Cpld::loadImage(DeviceState& state)
+{
+    const auto header = completeImage(state, description_.kind);
+    if (!header)
+    {
+        return;
+    }
+    const std::string before = textOf(versionIn(state.registers, description_.kind));
+    showVersion(state.registers, description_.kind, header->version);
+    state.imageState = ImageState::valid;
+    ++state.loads;
+    traceDevice(description_, "loaded", {{"from", before}, {"to", textOf(header->version)}});
+}
+
+bool Cpld::beginImage(unsigned int platformId)
+{
+    const Access state(*this);
+    if (!portIsOpen(state->registers, description_.kind, platformId))
+    {
+        return false;
+    }
+    state->memory.fill(erased);
+    state->programmedBytes = 0;
+    state->imageState = ImageState::writing;
+    traceDevice(description_, "erased");
+    return true;
+}
+
+bool Cpld::programImage(Bytes bytes, unsigned int platformId)
+{
+    const Access state(*this);
+    const bool fits = bytes.size() <= DeviceState::memorySize - state->programmedBytes;
+    if (!fits || !portIsOpen(state->registers, description_.kind, platformId))
+    {
+        return false;
+    }
+    std::copy(bytes.begin(), bytes.end(), state->memory.begin() + state->programmedBytes);
+    state->programmedBytes += static_cast<std::uint32_t>(bytes.size());
+    return true;
+}
+
+void Cpld::endImage()
+{
+    const Access state(*this);
+    const bool whole = completeImage(*state, description_.kind).has_value();
+    state->imageState = whole ? ImageState::complete : ImageState::interrupted;
+    traceDevice(description_, whole ? "complete" : "interrupted",
+                {{"bytes", state->programmedBytes}});
+}
+
+} // namespace sim

@@ -1,0 +1,84 @@
+#include "board/trace.hpp"
+
+#include "board/files.hpp"
+#include "board/lifetime.hpp"
+
+#include <cstdlib>
+#include <ctime>
+#include <fcntl.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace sim
+{
+
+namespace
+{
+
+constexpr long long nanosecondsPerSecond = 1'000'000'000;
+
+long long monotonicNanoseconds()
+{
+    std::timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec * nanosecondsPerSecond + now.tv_nsec;
+}
+
+std::string environmentText(const char* name)
+{
+    const char* value = std::getenv(name);
+    return value == nullptr ? std::string() : std::string(value);
+}
+
+const File& traceFile()
+{
+    static NeverDestroyed<File> file(boardDirectory() + "/trace.jsonl",
+                                     O_WRONLY | O_APPEND | O_CREAT);
+    return *file;
+}
+
+} // namespace
+
+const std::string& boardDirectory()
+{
+    static NeverDestroyed<std::string> directory(environmentText("SIM_BOARD"));
+    return *directory;
+}
+
+void trace(const char* what, const Json& fields)
+{
+    if (boardDirectory().empty())
+    {
+        return;
+    }
+    const ErrnoKeeper keeper;
+    Json line = {{"t", monotonicNanoseconds()},
+                 {"pid", getpid()},
+                 {"tid", syscall(SYS_gettid)},
+                 {"what", what}};
+    line.update(fields);
+    // Log texts may hold any byte; a line that is no valid JSON would be lost for every reader.
+    const std::string text = line.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+    // One write a line: with O_APPEND the lines of several processes never mix.
+    [[maybe_unused]] const auto written = write(traceFile().descriptor(), text.data(), text.size());
+}
+
+void traceCall(const char* name, const Json& arguments, const Json& result)
+{
+    trace("call", {{"name", name}, {"args", arguments}, {"result", result}});
+}
+
+std::string hexadecimal(std::span<const unsigned char> bytes)
+{
+    constexpr auto digits = "0123456789abcdef";
+    std::string text;
+    text.reserve(bytes.size() * 2);
+    for (const unsigned char byte : bytes)
+    {
+        text += digits[byte >> 4U];
+        text += digits[byte & 0x0FU];
+    }
+    return text;
+}
+
+} // namespace sim

@@ -1,0 +1,1 @@
+"""The simulated controller: a world around the unmodified service, made of Python parts."""

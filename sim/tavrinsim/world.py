@@ -1,0 +1,268 @@
+"""One simulated controller, from its boards to its bus, and the service in it.
+
+    with World(binary) as world:
+        world.start()
+        world.wait_published()
+        job = world.job("PBBCPLD.Embedded.1", world.payload("pbb", "1.2.3"))
+        assert world.coordinator.update(job) == 0
+        assert world.coordinator.wait_outcome(job.transaction).status == SUCCEEDED
+
+Every world has its own folder, bus and boards, so any number of them can run beside each
+other. A world ends with the Python process at the latest, and takes all its processes
+with it.
+"""
+
+from __future__ import annotations
+
+import atexit
+import itertools
+import os
+import signal
+from collections.abc import Iterable, Mapping
+from contextlib import ExitStack
+from dataclasses import dataclass, field
+from pathlib import Path
+from typing import Any
+
+from . import names, payload
+from .board import Board, Versions
+from .bus import POLICY, PrivateBus
+from .client import Client, Interfaces
+from .coordinator import Coordinator, Job
+from .folder import ScratchFolder
+from .image import Version
+from .keys import REVISION_CODES, KeyRing
+from .loop import LoopThread
+from .monitor import BusMonitor
+from .neighbours import FruReader, HostState, PlatformIdentity
+from .peer import Peer
+from .service import LAUNCHER, ServiceError, ServiceProcess
+from .view import Bind, ScratchRoot, View, choose_view
+
+BINARY = Path(__file__).parents[2] / "build" / "tavrinupdate"
+
+
+@dataclass(frozen=True)
+class Setting:
+    """What differs between worlds; the defaults make a healthy controller.
+
+    `counts` are the CPLDs of each kind and `versions` what they run (see
+    `Board.create`); `platform_id` is the platform's number, `fru_complete` whether the
+    FRU read is over at the start, `power_state` the host's state. `policy` is the
+    service's D-Bus policy, `read_only` are paths of the view that refuse writing, `view`
+    is "bwrap" or "proot" where the choice matters.
+    """
+
+    counts: Mapping[str, int] = field(default_factory=lambda: {"pbb": 2, "pdb": 1, "flop": 1})
+    versions: Versions = field(default_factory=dict)
+    platform_id: int = 6
+    fru_complete: bool = True
+    power_state: str = "On"
+    policy: Path = POLICY
+    read_only: tuple[str, ...] = ()
+    view: str | None = None
+
+
+class World:
+    """A simulated controller. Built whole by its constructor, without the service.
+
+    Parts for direct use: `board`, `trace`, `keys`, `bus`, `client`, `view`, and the peers
+    `coordinator`, `fru_reader`, `host_state`, `platform`, which are on the bus from the
+    start. `folder` has the same path inside and outside the view.
+    """
+
+    def __init__(self, binary: Path = BINARY, setting: Setting | None = None) -> None:
+        self.setting = setting or Setting()
+        self.binary = Path(binary).resolve()
+        self.service: ServiceProcess | None = None
+        self._payloads = itertools.count(1)
+        self._end = ExitStack()
+        atexit.register(self.close)
+        try:
+            self._build()
+        except BaseException:
+            self.close()
+            raise
+
+    def _build(self) -> None:
+        scratch = ScratchFolder()
+        self._end.callback(scratch.remove)
+        self.folder = scratch.path
+        self.root = self._scratch_root()
+        self.view: View = choose_view(self.root, self.setting.view)
+        self.keys = KeyRing.create(self.root.inside(names.KEY_FOLDER))
+        self.board = self._create_board()
+        self.trace = self.board.trace
+        self._loop = LoopThread()
+        self._end.callback(self._loop.stop)
+        self._build_bus()
+        self._end.callback(self._abandon_service)
+
+    def _scratch_root(self) -> ScratchRoot:
+        # The build tree is writable: coverage counters are written beside the objects.
+        shown = [Bind(self.binary.parent, writable=True), Bind(self.folder, writable=True)]
+        root = self.folder / "root"
+        return ScratchRoot(root, [Bind(LAUNCHER.parent), *shown], self.setting.read_only)
+
+    def _create_board(self) -> Board:
+        setting = self.setting
+        return Board.create(
+            self.folder / "board",
+            **setting.counts,
+            platform_id=setting.platform_id,
+            versions=setting.versions,
+        )
+
+    def _build_bus(self) -> None:
+        setting = self.setting
+        self.bus = PrivateBus(self._loop, self.folder / "bus", setting.policy)
+        self._end.callback(self.bus.stop)
+        where = (self._loop, self.bus.address)
+        self._end.callback(BusMonitor(*where, self.trace).stop)
+        self.coordinator = Coordinator(*where)
+        self.fru_reader = FruReader(*where, setting.fru_complete)
+        self.host_state = HostState(*where, setting.power_state)
+        self.platform = PlatformIdentity(*where, setting.platform_id)
+        for peer in self.peers:
+            self._end.callback(peer.stop)
+            peer.start()
+        self.client = Client(*where)
+        self._end.callback(self.client.close)
+
+    @property
+    def peers(self) -> tuple[Peer, ...]:
+        """The other services of the controller."""
+        return (self.coordinator, self.fru_reader, self.host_state, self.platform)
+
+    # -- the service -------------------------------------------------------------------
+
+    def start(
+        self,
+        preload: Iterable[Path] = (),
+        environment: Mapping[str, str] | None = None,
+        bus: bool = True,
+    ) -> ServiceProcess:
+        """Starts the service.
+
+        `preload` are libraries that go before the simulated ones, `environment` adds to
+        (or replaces) what the service gets, `bus=False` leaves it without a system bus.
+        """
+        if self.running:
+            raise ServiceError("already running")
+        self._abandon_service()
+        variables = self._environment(preload, bus) | dict(environment or {})
+        argv = [str(self.binary)]
+        self.service = ServiceProcess(self._loop, self.view, argv, variables, self.output)
+        return self.service
+
+    def stop(self, number: int = signal.SIGTERM, timeout: float = 20) -> int:
+        """Ends the service by a signal; its exit status, negative for a signal."""
+        if self.service is None:
+            raise ServiceError("never started")
+        return self.service.end(number, timeout)
+
+    def kill(self) -> int:
+        """Ends the service without a chance to tidy up."""
+        return self.stop(signal.SIGKILL)
+
+    def restart(self, **options: Any) -> ServiceProcess:
+        """Stops the service where it runs, and starts it again."""
+        if self.running:
+            self.stop()
+        return self.start(**options)
+
+    @property
+    def running(self) -> bool:
+        """Whether the service runs."""
+        return self.service is not None and self.service.running
+
+    def wait_published(self, timeout: float = 20) -> dict[str, Interfaces]:
+        """Waits for the service's objects on the bus; returns all of them."""
+        self.client.wait_for_name(names.SERVICE, timeout)
+        # The service publishes in one go: it answers only when all objects are there.
+        return self.client.managed_objects()
+
+    def wait_registered(self, timeout: float = 30) -> None:
+        """Waits until each CPLD has registered with the coordinator once."""
+        self.coordinator.wait_registered(sum(self.setting.counts.values()), timeout)
+
+    # -- its files ---------------------------------------------------------------------
+
+    @property
+    def output(self) -> Path:
+        """The service's standard output and error, over all its runs."""
+        return self.folder / "service.out"
+
+    @property
+    def log_file(self) -> Path:
+        """The service's own log file, as seen from outside the view."""
+        return self.root.inside(names.LOG_FILE)
+
+    def log(self) -> str:
+        """Contents of the log file; empty where there is none."""
+        file = self.log_file
+        return file.read_text(errors="replace") if file.exists() else ""
+
+    # -- jobs --------------------------------------------------------------------------
+
+    def signed(self, kind: str, version: str | Version, revision: str = "default") -> bytes:
+        """The bytes of a valid payload; `revision` "default", "xrev" or "arev"."""
+        key = self.keys.private[names.KINDS[kind].key_family, revision]
+        return payload.make(kind, version, key, REVISION_CODES[revision])
+
+    def payload(self, kind: str, version: str | Version, revision: str = "default") -> Path:
+        """A fresh directory with one valid payload."""
+        return self.payload_of(self.signed(kind, version, revision))
+
+    def payload_of(self, contents: bytes, name: str = "firmware.payload") -> Path:
+        """A fresh directory with any bytes as its payload."""
+        return payload.write(self.payload_folder(), contents, name)
+
+    def payload_folder(self) -> Path:
+        """A fresh, empty payload directory."""
+        folder = self.folder / "payloads" / str(next(self._payloads))
+        folder.mkdir(parents=True)
+        return folder
+
+    def job(self, fqdd: str, directory: Path | str, **fields: Any) -> Job:
+        """A job for `coordinator.update`; `fields` as in `Job`."""
+        return self.coordinator.job(fqdd, directory, **fields)
+
+    # -- the platform and the end ------------------------------------------------------
+
+    def become_platform(self, number: int) -> None:
+        """Another platform from now on, for the devices and for who asks on the bus."""
+        self.board.platform_id = number
+        self.platform.identify(number)
+
+    def close(self) -> None:
+        """Ends everything and removes the folder; safe to call twice."""
+        atexit.unregister(self.close)
+        self._end.close()
+
+    def __enter__(self) -> World:
+        return self
+
+    def __exit__(self, *_: object) -> None:
+        self.close()
+
+    def _abandon_service(self) -> None:
+        if self.service is not None:
+            self.service.abandon()
+
+    def _environment(self, preload: Iterable[Path], bus: bool) -> dict[str, str]:
+        variables = self.board.environment(self._libraries())
+        libraries = [*preload, *map(Path, variables["LD_PRELOAD"].split(":"))]
+        for library in libraries:
+            self.root.show(Bind(library.parent))
+        variables |= {
+            "LD_PRELOAD": ":".join(map(str, libraries)),
+            "PATH": "/usr/bin:/bin",
+            "LC_ALL": "C.UTF-8",
+        }
+        return variables | self.bus.environment() if bus else variables
+
+    def _libraries(self) -> str | None:
+        """The simulated libraries of the same build as the service, where it has them."""
+        beside = self.binary.parent / "sim"
+        return None if "SIM_LIBDIR" in os.environ or not beside.exists() else str(beside)

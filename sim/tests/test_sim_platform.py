@@ -1,0 +1,77 @@
+"""The platform's smaller libraries, and what they are without a board."""
+
+import errno
+
+from sim_client import LIBRARIES, Client
+from tavrinsim.names import FLOP, PBB
+
+
+def test_the_platform_log_reaches_the_trace(client, board):
+    client.call("log", "somebody")
+    line = board.trace.wait_for(what="log")
+    assert (line["level"], line["module"]) == (4, 352)
+    assert (line["format"], line["text"]) == ("[%s] %d\n", "[somebody] 7\n")
+    assert line["pid"] == client.process.pid
+
+
+def test_text_that_is_no_utf8_does_not_break_the_trace(client, board):
+    client.process.stdin.buffer.write(b"log a\xffb\n")
+    client.process.stdin.flush()
+    client.answer()
+    assert board.trace.logs() == ["[a\ufffdb] 7\n"]
+
+
+def test_the_hold_line(client, board):
+    assert board.hold_line == 1
+    assert client.call("hold", 0) == "0 0 0 -"
+    assert board.hold_line == 0
+    names = [line["name"] for line in board.trace.select(what="call")]
+    assert names == ["hal.read_config", "hal.write_bit", "hal.has_interrupt", "hal.destroy"]
+
+
+def test_hold_line_writes_fail_in_turn(client, board):
+    board.faults.hal_writes((-5, errno.EIO), (-6, errno.ENXIO))
+    assert client.call("hold", 0) == f"-5 {errno.EIO} 0 -"
+    assert client.call("hold", 0) == f"-6 {errno.ENXIO} 0 -"
+    assert board.hold_line == 1
+    assert client.call("hold", 0) == "0 0 0 -"
+
+
+def test_a_line_without_configuration_and_one_with_a_callback(client, board):
+    board.faults.hal_config(missing=True, times=1)
+    board.faults.hal_config(interrupt=True, unregister_status=3)
+    assert client.call("hold", 0) == "null"
+    assert client.call("hold", 0) == "0 0 1 3"
+
+
+def test_the_software_inventory_answers_by_component(client, board):
+    board.software(PBB, current="1.0", previous="0.9", sha256="ab" * 32, change_value=77)
+    board.software(FLOP, changed=True)
+    assert client.call("versions", PBB.component_id) == f"0 [1.0] [0.9] [{'ab' * 32}] 0 77"
+    assert client.call("versions", FLOP.component_id) == "0 [] [] [] 1 0"
+
+
+def test_long_texts_are_cut_to_the_callers_buffers(client, board):
+    board.software(PBB, current="1" * 100, sha256="f" * 100)
+    assert client.call("versions", PBB.component_id) == f"0 [{'1' * 31}] [] [{'f' * 64}] 0 0"
+
+
+def test_inventory_faults_and_the_recorded_block(client, board):
+    board.faults.versions(PBB, status=-4)
+    assert client.call("versions", PBB.component_id).startswith("-4 []")
+    line = board.trace.select(name="sipl.get_available_versions")[0]
+    assert line["args"]["record"] == "00" * 60 + PBB.component_id.to_bytes(3, "little").hex()
+    assert (line["args"]["version_size"], line["args"]["sha256_size"]) == (32, 65)
+    board.faults.allocation()
+    assert client.call("versions", PBB.component_id) == "null"
+
+
+def test_the_libraries_are_inert_without_a_board():
+    client = Client({"LD_PRELOAD": str(LIBRARIES / "libsimi2c.so")})
+    assert client.call("sysinfo", 62) == "-2"
+    assert client.call("hold", 0) == "null"
+    assert client.call("versions", 1).startswith("-2 ")
+    assert client.call("program", "PBB_PLD", 0, "/x") == "-1 -1 -1 :"
+    assert client.call("open", "/dev/i2c-sim-pbb0") == f"errno {errno.ENOENT}"
+    assert client.call("log", "to-stderr") == "logged"
+    assert client.finish() == "4 352 [to-stderr] 7\n"

@@ -1,0 +1,57 @@
+# Sourced by the tools: brings a fresh Debian 12 to where the project can be built and run.
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
+# Debian's Python has the packages that are installed below; another one in PATH may not.
+export PATH="/usr/bin:$PATH"
+
+build_packages=(
+    g++ meson ninja-build pkg-config
+    libboost-dev libssl-dev libsystemd-dev
+    libgtest-dev libgmock-dev nlohmann-json3-dev
+    python3 python3-yaml
+)
+run_packages=(
+    bubblewrap proot dbus systemd
+    python3-cryptography python3-dbus-next python3-pytest python3-rich
+)
+lint_packages=(clang-format clang-tidy)
+
+say() { printf '\n== %s\n' "$*"; }
+
+missing_packages() {
+    local package
+    for package in "$@"; do
+        [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" = installed ] ||
+            printf '%s\n' "$package"
+    done
+}
+
+# Installs those of the named packages that are missing; as an ordinary user, says what is needed.
+ensure_packages() {
+    local missing
+    missing=$(missing_packages "$@")
+    [ -z "$missing" ] && return 0
+    if [ "$(id -u)" -ne 0 ]; then
+        printf 'These packages are missing, and only root can install them:\n\n' >&2
+        printf '    apt-get install --no-install-recommends %s\n\n' "$(echo $missing)" >&2
+        return 1
+    fi
+    say "Installing $(echo "$missing" | wc -l) packages: $(echo $missing)"
+    export DEBIAN_FRONTEND=noninteractive
+    apt-get -qq update
+    # shellcheck disable=SC2086
+    apt-get -qq -y -o Dpkg::Use-Pty=0 install --no-install-recommends $missing >/dev/null
+}
+
+# Configures the build folder where that has not been done, and builds.
+build() {
+    local folder=$1
+    shift
+    say "Building in ${folder#"$root"/}"
+    if [ ! -f "$folder/build.ninja" ]; then
+        meson setup "$folder" "$root" "$@"
+    else
+        meson configure "$folder" "$@"
+    fi
+    ninja -C "$folder"
+}

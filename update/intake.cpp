@@ -1,0 +1,114 @@
+#include "log/log.hpp"
+#include "service/component_table.hpp"
+#include "service/tavrinupdate.hpp"
+#include "service/update_request.hpp"
+#include "update/fqdd.hpp"
+#include "update/method_error.hpp"
+#include "update/update_slot.hpp"
+
+#include <new>
+#include <variant>
+
+namespace
+{
+
+constexpr auto functionName = "flop_update_handler";
+
+constexpr std::int32_t updateStarted = 0;
+constexpr std::int32_t updateRefused = 1;
+
+std::int32_t refuseFqdd(const std::string& fqdd)
+{
+    logRecord("[%s]: Incorrect FQDD=%s\n", functionName, fqdd.c_str());
+    return updateRefused;
+}
+
+CpldInventory& recordOf(Tavrinupdate& service, KindCode kind)
+{
+    switch (kind)
+    {
+    case KindCode::pbb:
+        return service.pbb;
+    case KindCode::pdb:
+        return service.pdb;
+    case KindCode::flop:
+        break;
+    }
+    return service.flop;
+}
+
+/** Copies the job's properties; those before one of another type stay stored. */
+void readJob(CompUpdateIface& object, UpdateRequestData& request)
+{
+    const auto jobId = object.getPropertyByName("Jobid");
+    const auto componentId = object.getPropertyByName("Component_id");
+    const auto resourceUri = object.getPropertyByName("Resource_URI");
+    request.JobId = std::get<std::string>(jobId);
+    request.CompId = std::get<std::uint32_t>(componentId);
+    request.PayloadPath = std::get<std::string>(resourceUri);
+}
+
+void traceRequest(const UpdateRequestData& request)
+{
+    logTrace("PayloadPath - %s", request.PayloadPath.c_str());
+    logTrace(" CPLD Update Request Data\n");
+    logTrace(" Job ID %s", request.JobId.c_str());
+    logTrace(" Transaction ID %d", request.TransactionId);
+    logTrace(" FQDD %s", request.Fqdd.c_str());
+    logTrace(" Comp ID %d", request.CompId);
+    logTrace("Transaction ID %d\n", request.TransactionId);
+}
+
+std::int32_t takeJob(Tavrinupdate& service, const std::string& fqdd, std::uint32_t transactionId)
+{
+    logTrace("Entering %s\n", functionName);
+    auto& request = updateRequest();
+    request.Fqdd = fqdd;
+    request.TransactionId = transactionId;
+
+    const auto kind = kindOfFqdd(fqdd);
+    if (!kind)
+    {
+        return refuseFqdd(fqdd);
+    }
+    const std::int32_t index = deviceIndexOfFqdd(fqdd);
+    auto& record = recordOf(service, *kind);
+    const auto path = instanceObjectPath(record.nodeName, std::int64_t{index} + 1);
+    const auto objects = service.registeredObjects.find(path);
+    if (objects == service.registeredObjects.end())
+    {
+        return refuseFqdd(fqdd);
+    }
+
+    readJob(*objects->second.update, request);
+    traceRequest(request);
+    const auto deviceIndex = static_cast<std::uint32_t>(index);
+    return service.TavrinUpdateStart(&record, deviceIndex, path) ? updateStarted : updateRefused;
+}
+
+} // namespace
+
+std::int32_t Tavrinupdate::compFirmwareUpdate(std::string fqdd, std::uint32_t transactionId)
+{
+    return answering([&] { return flop_update_handler(fqdd, transactionId); });
+}
+
+std::int32_t Tavrinupdate::flop_update_handler(const std::string& fqdd, std::uint32_t transactionId)
+{
+    // Before anything is stored: the record belongs to the running job.
+    if (updateRunning())
+    {
+        logRecord("[%s] : Unable to start update of %s. Another update is running\n", functionName,
+                  fqdd.c_str());
+        return updateRefused;
+    }
+    try
+    {
+        return takeJob(*this, fqdd, transactionId);
+    }
+    catch (const std::bad_alloc&)
+    {
+        logTrace("Memory allocation failed. Update failed");
+        return updateRefused;
+    }
+}

@@ -1,0 +1,49 @@
+#include "update/method_error.hpp"
+
+#include <cerrno>
+#include <exception>
+
+namespace
+{
+
+constexpr auto invalidArguments = "org.freedesktop.DBus.Error.InvalidArgs";
+constexpr auto failed = "org.freedesktop.DBus.Error.Failed";
+
+} // namespace
+
+int MethodError::get_errno() const noexcept
+{
+    return name_ == invalidArguments ? EINVAL : EIO;
+}
+
+void throwAsMethodError()
+{
+    try
+    {
+        throw;
+    }
+    catch (const sdbusplus::exception::internal_exception&)
+    {
+        throw;
+    }
+    catch (const std::invalid_argument& error)
+    {
+        throw MethodError(invalidArguments, error.what());
+    }
+    catch (const std::out_of_range& error)
+    {
+        throw MethodError(invalidArguments, error.what());
+    }
+    catch (const std::bad_variant_access& error)
+    {
+        throw MethodError(invalidArguments, error.what());
+    }
+    catch (const std::exception& error)
+    {
+        throw MethodError(failed, error.what());
+    }
+    catch (...)
+    {
+        throw MethodError(failed, "unknown exception");
+    }
+}

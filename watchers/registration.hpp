@@ -1,0 +1,45 @@
+#pragma once
+
+#include <systemd/sd-bus.h>
+
+#include <array>
+#include <cstdint>
+#include <string>
+
+class Tavrinupdate;
+
+/** The instances of one kind, as a registration pass needs them. */
+struct RegistrationTarget
+{
+    /** What the kind's object names begin with. */
+    std::string stem;
+    std::uint32_t instances = 0;
+};
+
+/**
+ * What is registered with the coordinator, in the order of the registrations.
+ *
+ * A copy of what the component records said when the inventory was published: the registration
+ * thread may outlive the service object, and nothing of it changes after the publication.
+ */
+using RegistrationTargets = std::array<RegistrationTarget, 3>;
+
+RegistrationTargets registrationTargets(Tavrinupdate& service);
+
+/**
+ * Body of the registration thread: registers all CPLDs, and again at every signal that asks for it.
+ *
+ * Does not return, unless it cannot listen for the signal; then nothing is registered at all.
+ */
+void regSignalThreadHandler(RegistrationTargets targets) noexcept;
+
+/** One registration pass over all CPLDs. Registration thread; blocks for the answers. */
+void cpld_update_register_handler(const RegistrationTargets& targets);
+
+/**
+ * Handler of the coordinator's re-registration signal.
+ *
+ * @param userdata the RegistrationTargets
+ * @return 0, or -1 without userdata
+ */
+int CmnUpdateRegSignalHandler(sd_bus_message* message, void* userdata, sd_bus_error* error);
