@@ -1,14 +1,20 @@
 #include "inventory/software_record.hpp"
 
 #include <algorithm>
+#include <array>
+#include <cstdio>
 #include <cstring>
 
 namespace
 {
 
 constexpr std::size_t headerSize = 109;
-constexpr std::size_t keyLimit = 28;
-constexpr std::size_t displayNameLimit = 48;
+
+// Sizes of the texts' buffers, and how much of them is written at most, NUL included.
+constexpr std::size_t keyBufferSize = 30;
+constexpr std::size_t keyLimit = 29;
+constexpr std::size_t displayNameBufferSize = 50;
+constexpr std::size_t displayNameLimit = 49;
 
 template <typename Integer>
 void putLittleEndian(std::span<std::uint8_t> target, Integer value)
@@ -71,10 +77,14 @@ void SoftwareRecord::put(RecordField field, std::uint32_t value)
 
 std::string recordKey(const std::string& fqdd)
 {
-    return (std::string(softwareType) + "||" + fqdd).substr(0, keyLimit);
+    std::array<char, keyBufferSize> key{};
+    std::snprintf(key.data(), keyLimit, "%s||%s", softwareType, fqdd.c_str());
+    return key.data();
 }
 
 std::string recordDisplayName(const std::string& base, std::uint8_t instance)
 {
-    return (base + "." + std::to_string(instance)).substr(0, displayNameLimit);
+    std::array<char, displayNameBufferSize> name{};
+    std::snprintf(name.data(), displayNameLimit, "%s.%d", base.c_str(), instance);
+    return name.data();
 }

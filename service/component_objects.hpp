@@ -70,10 +70,8 @@ class TavrinInventoryIface : public TavrinInventoryObject
     /** @param service must outlive this object */
     TavrinInventoryIface(sdbusplus::bus_t& bus, const char* path, Tavrinupdate& service);
 
-    Tavrinupdate& service() const { return service_; }
-
   private:
-    Tavrinupdate& service_;
+    [[maybe_unused]] Tavrinupdate& service_;
 };
 
 /** All objects of one instance; dropping it takes them off the bus. */
