@@ -22,26 +22,31 @@ struct KeyFamily
     const char* defaultPath;
 };
 
+// PBB and PDB share one set of keys.
+constexpr auto boardXKey = "/etc/shared_keys/i2cpld/K4/xrev.pub";
+constexpr auto boardAKey = "/etc/shared_keys/i2cpld/K4/arev.pub";
+constexpr auto boardDefaultKey = "/etc/shared_keys/i2cpld/K4/default.pub";
+
 constexpr std::array<KeyFamily, 3> keyFamilies{{
     {
         component_id::pbb,
         "[%s] : Processing PBB component\n",
         "[%s] : Processing pbb xrev public key\n",
-        "/etc/shared_keys/i2cpld/K4/xrev.pub",
+        boardXKey,
         "[%s] : Processing pbb arev public key\n",
-        "/etc/shared_keys/i2cpld/K4/arev.pub",
+        boardAKey,
         "[%s] : Processing default pbb public key\n",
-        "/etc/shared_keys/i2cpld/K4/default.pub",
+        boardDefaultKey,
     },
     {
         component_id::pdb,
         "[%s] : Processing PDB component\n",
         "[%s] : Processing pdb xrev public key\n",
-        "/etc/shared_keys/i2cpld/K4/xrev.pub",
+        boardXKey,
         "[%s] : Processing pdb arev public key\n",
-        "/etc/shared_keys/i2cpld/K4/arev.pub",
+        boardAKey,
         "[%s] : Processing default pdb public key\n",
-        "/etc/shared_keys/i2cpld/K4/default.pub",
+        boardDefaultKey,
     },
     {
         component_id::flop,

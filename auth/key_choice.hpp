@@ -8,7 +8,7 @@
  * boards of different hardware revisions accept only payloads made for them.
  */
 
-#include "service/payload.hpp"
+#include "service/payload_header.hpp"
 
 #include <cstdint>
 #include <optional>

@@ -1,6 +1,7 @@
 #include "auth/signature.hpp"
 
 #include <limits>
+#include <utility>
 
 namespace
 {

@@ -1,6 +1,5 @@
-#include "hw/file_descriptor.hpp"
+#include "hw/port_access.hpp"
 #include "hw/programming_port.hpp"
-#include "hw/register_access.hpp"
 #include "log/log.hpp"
 
 namespace
@@ -99,24 +98,11 @@ bool Tavrinupdate::enable_disable_programingNode_for_flop(std::uint8_t instance,
                                                           std::uint8_t enable,
                                                           CpldInventory& record)
 {
-    logTrace("[%s] : Entering\n", functionName);
-    std::vector<std::string> nodes;
-    if (getSysinfoNodes(record, nodes) != 0)
+    const auto fd = openForProgramming(functionName, instance, record);
+    if (!fd)
     {
-        logRecord("[%s] : Failed to get sysinfo node for %s\n", functionName,
-                  record.nodeName.c_str());
         return false;
     }
-    logRecord("[%s] : %s count %d\n", functionName, record.nodeName.c_str(), record.instanceCount);
-
-    int opened = -1;
-    if (!openI2cfdUsingNodename(instance, record, nodes, opened))
-    {
-        logRecord("[%s] : Failed to open %s[%d] fd for programming\n", functionName,
-                  record.nodeName.c_str(), instance);
-        return false;
-    }
-    const FileDescriptor fd(opened);
-    const auto version = readOwnVersion(record, fd.get());
-    return switchPort(bit0(enable), chooseRegister(version), record, fd.get());
+    const auto version = readOwnVersion(record, fd->get());
+    return switchPort(bit0(enable), chooseRegister(version), record, fd->get());
 }

@@ -19,6 +19,10 @@ inline constexpr std::uint8_t hipSwEnPbbPdb = 0x04;
 inline constexpr std::uint8_t hipSwEnFlopByte3 = 0x03;
 inline constexpr std::uint8_t hipSwEnFlopByte8 = 0x08;
 
+/** Enable flags of the programming-port operations. */
+inline constexpr std::uint8_t openPort = 1;
+inline constexpr std::uint8_t closePort = 0;
+
 /** Bit 0 of a register value or an enable flag. */
 constexpr bool bit0(std::uint8_t value)
 {

@@ -56,7 +56,12 @@ int Tavrinupdate::getSysinfoNodes(CpldInventory& record, std::vector<std::string
         return status;
     }
     const SysinfoBlock block(parsed);
-
+    if (block == nullptr)
+    {
+        logRecord("[%s] : sysinfo parse gave no result for %s\n", functionName,
+                  record.nodeName.c_str());
+        return -ENODATA;
+    }
     if (block->count > maxInstances)
     {
         logRecord("[%s] : %s has %u instances, at most %u are supported\n", functionName,

@@ -12,7 +12,7 @@ constexpr int highNibble(std::uint8_t byte)
 
 constexpr int lowNibble(std::uint8_t byte)
 {
-    return byte & 0x0FU;
+    return static_cast<int>(byte & 0x0FU);
 }
 
 } // namespace

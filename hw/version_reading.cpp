@@ -1,7 +1,6 @@
 #include "hw/file_descriptor.hpp"
 #include "hw/version.hpp"
 #include "log/log.hpp"
-#include "service/component_table.hpp"
 #include "service/tavrinupdate.hpp"
 
 namespace
@@ -70,7 +69,9 @@ bool Tavrinupdate::readCpldVersion(CpldInventory& record)
     }
     logRecord("[%s] : %s count %d\n", functionName, record.nodeName.c_str(), record.instanceCount);
 
-    for (std::uint8_t index = 0; index < record.instanceCount; ++index)
+    // Fits: larger counts are refused where they are read.
+    const auto count = static_cast<std::uint8_t>(record.instanceCount);
+    for (std::uint8_t index = 0; index < count; ++index)
     {
         if (!readInstance(record, index, nodes))
         {

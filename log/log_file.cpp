@@ -78,7 +78,7 @@ try
 }
 catch (const std::exception&) // NOLINT(bugprone-empty-catch)
 {
-    // Out of memory: the record is lost, its writer must not be.
+    // No memory, or a medium that fails: the record is lost, its writer must not be.
 }
 
 void delete_old_log()
@@ -92,5 +92,5 @@ try
 }
 catch (const std::exception&) // NOLINT(bugprone-empty-catch)
 {
-    // Out of memory: the file keeps its content, and the next record trims again.
+    // No memory, or a medium that fails: the next record trims again.
 }

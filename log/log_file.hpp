@@ -4,9 +4,9 @@
  * @file
  * The service's own log file, "/var/log/tavrinupdate.log".
  *
- * A record is the file's size before it was written, " : " and the message, nothing else. The file
- * stays below 9216 bytes: a record that brings it there makes its first 1024 bytes go, wherever
- * that cuts.
+ * A record is the file's size before it was written, " : " and the message, nothing else. A record
+ * that brings the file to 9216 bytes or more makes its first 1024 bytes go, once, wherever that
+ * cuts.
  *
  * Both functions are exported from the executable, so that libraries in the process can write to
  * the same file. They may be called from any thread without a lock: a trim that runs while another

@@ -71,6 +71,7 @@ class TavrinInventoryIface : public TavrinInventoryObject
     TavrinInventoryIface(sdbusplus::bus_t& bus, const char* path, Tavrinupdate& service);
 
   private:
+    // For handlers of this interface, as in the update interface; there are none so far.
     [[maybe_unused]] Tavrinupdate& service_;
 };
 

@@ -28,12 +28,12 @@ inline constexpr std::uint32_t pdb = 114747;
  */
 struct CpldInventory
 {
-    /** Number of instances that the platform description names; 0 until it has been read. */
+    /** Number of instances that the platform description names, at most 255; 0 until it is read. */
     std::uint32_t instanceCount = 0;
     std::uint32_t componentId = 0;
     /** Change value of the software inventory, published as `InstallationDate`. */
     std::uint64_t installationDate = 0;
-    /** One entry an instance, published as `CurrentVersionString`. */
+    /** One entry an instance, published as `CurrentVersionString`. Nothing fills the entries. */
     std::vector<std::string> currentVersions;
     /** Published as `DisplayName`. */
     std::string deviceName;
@@ -41,11 +41,11 @@ struct CpldInventory
     std::vector<std::string> fqdds;
     /** Published as `FriendlyFQDD`. */
     std::string friendlyName;
-    /** Always empty; the record's layout reserves it. */
+    /** Reserved for the version before the current one; always empty. */
     std::string previousVersion;
     /** One entry an instance as read from the CPLD, published as `InstalledVersionString`. */
     std::vector<std::string> cpldVersions;
-    /** One empty entry an instance; the record's layout reserves it. */
+    /** Reserved for the same of each instance; one empty entry an instance. */
     std::vector<std::string> previousVersions;
     KindCode kindCode = KindCode::flop;
     /** Node of the platform description; also the name in log texts and object paths. */

@@ -1,12 +1,15 @@
 #include "log/log.hpp"
 #include "service/component_table.hpp"
+#include "service/sd_bus_handles.hpp"
 #include "service/tavrinupdate.hpp"
 
 #include <sdbusplus/exception.hpp>
 
 #include <cerrno>
 #include <exception>
+#include <memory>
 #include <string>
+#include <utility>
 
 namespace
 {
@@ -30,6 +33,25 @@ void claimBusName(sdbusplus::bus_t& bus)
             throw;
         }
     }
+}
+
+/** The connection's native handle: a message knows it, whatever the library's state. */
+sd_bus* nativeBus(sdbusplus::bus_t& bus)
+{
+    const auto message = bus.new_signal(objectManagerPath, updateInterface, "Unsent");
+    return sd_bus_message_get_bus(message.get());
+}
+
+SdBusSlotPtr addObjectManager(sdbusplus::bus_t& bus)
+{
+    sd_bus_slot* slot = nullptr;
+    const int result = sd_bus_add_object_manager(nativeBus(bus), &slot, objectManagerPath);
+    if (result < 0)
+    {
+        // The library's own object manager would not tell.
+        throw sdbusplus::exception::SdBusError(-result, "sd_bus_add_object_manager");
+    }
+    return SdBusSlotPtr(slot);
 }
 
 ComponentObjects buildObjects(Tavrinupdate& service, const std::string& path)
@@ -60,7 +82,12 @@ void fillRegistration(CompMpropDriRegIface& object, const CpldInventory& record,
     object.serialType(serialUpdates, false);
 }
 
-/** Fills the record silently and announces it when it is complete. */
+/**
+ * Fills the record silently and announces it when it is complete.
+ *
+ * The announcement lists all interfaces of the path. The service's own inventory is filled after
+ * it; its values are never announced, they are read.
+ */
 void fillBaseInventory(BaseSwInventoryIface& object, const CpldInventory& record, std::size_t index)
 {
     object.fqdd(record.fqdds.at(index), true);
@@ -107,7 +134,9 @@ void publishKind(Tavrinupdate& service, CpldInventory& record)
     record.cpldVersions.resize(record.instanceCount);
     record.previousVersions.resize(record.instanceCount);
 
-    for (std::uint8_t index = 0; index < record.instanceCount; ++index)
+    // Fits: larger counts are refused where they are read.
+    const auto count = static_cast<std::uint8_t>(record.instanceCount);
+    for (std::uint8_t index = 0; index < count; ++index)
     {
         publishInstance(service, record, index);
     }
@@ -118,8 +147,7 @@ void publishKind(Tavrinupdate& service, CpldInventory& record)
 void Tavrinupdate::registerObjectPaths_PopulateInventory(Tavrinupdate& service)
 {
     claimBusName(*service.connection);
-    service.objectManager = std::make_unique<sdbusplus::server::manager::manager>(
-        *service.connection, objectManagerPath);
+    service.objectManager = addObjectManager(*service.connection);
 
     try
     {

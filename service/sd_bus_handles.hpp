@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Owners of libsystemd's bus objects, for connections that do not belong to the main loop.
+/** @file Owners of libsystemd's bus objects, where the binding library has none or hides failures.
  */
 
 #include <systemd/sd-bus.h>
@@ -18,6 +18,12 @@ struct SdBusMessageDeleter
     void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
 };
 using SdBusMessagePtr = std::unique_ptr<sd_bus_message, SdBusMessageDeleter>;
+
+struct SdBusSlotDeleter
+{
+    void operator()(sd_bus_slot* slot) const { sd_bus_slot_unref(slot); }
+};
+using SdBusSlotPtr = std::unique_ptr<sd_bus_slot, SdBusSlotDeleter>;
 
 /** An error record; released when it goes. */
 class SdBusErrorRecord

@@ -2,12 +2,13 @@
 
 #include "service/component_objects.hpp"
 #include "service/cpld_inventory.hpp"
-#include "service/payload.hpp"
+#include "service/der_buffer.hpp"
+#include "service/payload_header.hpp"
+#include "service/sd_bus_handles.hpp"
 
 #include <boost/asio/io_context.hpp>
 #include <sdbusplus/asio/connection.hpp>
 #include <sdbusplus/bus/match.hpp>
-#include <sdbusplus/server/manager.hpp>
 
 #include <array>
 #include <cstddef>
@@ -41,11 +42,11 @@ class Tavrinupdate : public CompUpdateObject,
     /**
      * Puts the four interfaces on the bus at `path`.
      *
-     * @param io must outlive the object
+     * @param eventLoop must outlive the object
      * @throws sdbusplus::exception::SdBusError when an interface cannot be added
      */
-    Tavrinupdate(boost::asio::io_context& io,
-                 std::shared_ptr<sdbusplus::asio::connection> connection, const char* path);
+    Tavrinupdate(boost::asio::io_context& eventLoop,
+                 std::shared_ptr<sdbusplus::asio::connection> bus, const char* path);
 
     Tavrinupdate(const Tavrinupdate&) = delete;
     Tavrinupdate& operator=(const Tavrinupdate&) = delete;
@@ -60,7 +61,7 @@ class Tavrinupdate : public CompUpdateObject,
      * Run again, it replaces the objects by new ones with fresh values. A failure while objects are
      * built is logged and ends the publication; what was published stays.
      *
-     * @throws sdbusplus::exception::SdBusError when the bus refuses the name
+     * @throws sdbusplus::exception::SdBusError when the bus refuses the name or the object manager
      */
     static void registerObjectPaths_PopulateInventory(Tavrinupdate& service);
 
@@ -199,7 +200,8 @@ class Tavrinupdate : public CompUpdateObject,
 
     boost::asio::io_context& io;
     std::shared_ptr<sdbusplus::asio::connection> connection;
-    std::unique_ptr<sdbusplus::server::manager::manager> objectManager;
+    /** The object manager above the instances' objects; empty until the publication. */
+    SdBusSlotPtr objectManager;
     /** Signal subscriptions of the watchers. */
     std::vector<std::unique_ptr<sdbusplus::bus::match_t>> matches;
     /** The instances' objects by object path. */
@@ -209,6 +211,11 @@ class Tavrinupdate : public CompUpdateObject,
     [[nodiscard]] bool startWorker(CpldInventory& record, std::uint32_t deviceIndex);
     void markScanBlocked(const std::string& objectPath);
 
-    /** Brings finished updates from their workers to the main thread; made for the first update. */
+    /**
+     * Brings finished updates from their workers to the main thread; made for the first update.
+     *
+     * Shared with nobody: this kind of pointer needs no definition of a type that only update/
+     * knows.
+     */
     std::shared_ptr<FinishedJobsWatch> finishedJobs_;
 };

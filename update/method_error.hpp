@@ -12,14 +12,14 @@
 
 #include <stdexcept>
 #include <string>
-#include <utility>
 #include <variant>
 
 /** An error reply with a name and a text of the service's choosing. */
 class MethodError final : public sdbusplus::exception::internal_exception
 {
   public:
-    MethodError(const char* name, std::string text) : name_(name), text_(std::move(text)) {}
+    /** @param text sent with "?" for each byte that is not ASCII, which a reply might not carry */
+    MethodError(const char* name, std::string text);
 
     const char* name() const noexcept override { return name_; }
     const char* description() const noexcept override { return text_.c_str(); }

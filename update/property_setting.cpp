@@ -2,6 +2,7 @@
 #include "update/method_error.hpp"
 
 #include <algorithm>
+#include <array>
 #include <exception>
 #include <string_view>
 

@@ -1,3 +1,4 @@
+#include "hw/programming_port.hpp"
 #include "log/log.hpp"
 #include "service/tavrinupdate.hpp"
 #include "service/update_request.hpp"
@@ -8,15 +9,16 @@
 #include "update/worker.hpp"
 
 #include <exception>
+#include <filesystem>
+#include <memory>
+#include <string>
 #include <thread>
+#include <utility>
 
 namespace
 {
 
 constexpr auto functionName = "TavrinUpdateStart";
-
-constexpr std::uint8_t openPort = 1;
-constexpr std::uint8_t closePort = 0;
 
 /** Tells the coordinator of a refusal that has been logged. @return false */
 bool refused()
@@ -45,7 +47,8 @@ bool checkComponent()
 
 bool checkDevice(const CpldInventory& record, std::uint32_t deviceIndex)
 {
-    // An index of all ones would wrap to an accepted count.
+    // An index of all ones would wrap to an accepted count. Counts end at 255, so an index that is
+    // accepted fits the eight bits that the hardware operations take.
     if (deviceIndex >= record.instanceCount)
     {
         logRecord("[%s]: Incorrect FQDD: %s\n", functionName, updateRequest().Fqdd.c_str());

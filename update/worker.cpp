@@ -1,5 +1,6 @@
 #include "update/worker.hpp"
 
+#include "hw/programming_port.hpp"
 #include "log/log.hpp"
 #include "platform/cpldfwupdate.hpp"
 #include "service/component_table.hpp"
@@ -23,8 +24,6 @@ constexpr auto functionName = "FW_update";
 // Both pauses sleep on when a signal interrupts them.
 constexpr auto pauseAfterProgramming = 1s;
 constexpr auto pauseAfterClosing = 500ms;
-
-constexpr std::uint8_t closePort = 0;
 
 /** Runs one step of a job; what escapes it is logged and does not keep the next step back. */
 template <typename Step>
@@ -130,7 +129,9 @@ void FW_update(UpdateJob job) noexcept
     const ThreadTag tag(pthread_self());
     logTrace("[%s:%s] : Thread function: Entering\n", functionName, tag.text());
 
-    // The library's object lives to the end: it is asked after the port is closed.
+    // The library's object lives to the end: it is asked after the port is closed. Where the
+    // coordinator sends its next job from inside the last report, it still lives beside the next
+    // one's, but has nothing more to do than to go.
     std::optional<cpldfwupdate> run;
     guarded(tag, [&] { program(job, tag, run); });
     guarded(tag, [&] { closeProgrammingPort(job, tag); });

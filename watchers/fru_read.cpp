@@ -8,8 +8,10 @@
 
 #include <algorithm>
 #include <exception>
+#include <memory>
 #include <system_error>
 #include <thread>
+#include <variant>
 
 namespace
 {
@@ -65,7 +67,7 @@ bool isAnyReady(Tavrinupdate& service)
                        [](const CpldInventory* record) { return record->inventoryReady; });
 }
 
-void startRegistrationThread(Tavrinupdate& service)
+void startRegistrationThread(Tavrinupdate& service, const char* caller)
 {
     try
     {
@@ -73,8 +75,7 @@ void startRegistrationThread(Tavrinupdate& service)
     }
     catch (const std::system_error& error)
     {
-        logRecord("[%s] : Failed to start registration thread: %s\n", "regSignalThreadHandler",
-                  error.what());
+        logRecord("[%s] : Failed to start registration thread: %s\n", caller, error.what());
     }
 }
 
@@ -92,7 +93,7 @@ bool completeInventory(bool& started, Tavrinupdate& service, const char* caller)
     if (publish)
     {
         Tavrinupdate::registerObjectPaths_PopulateInventory(service);
-        startRegistrationThread(service);
+        startRegistrationThread(service, caller);
     }
     return flopRead;
 }
@@ -117,7 +118,7 @@ void handleChange(sdbusplus::message_t& signal, bool& started, Tavrinupdate& ser
     {
         completeInventory(started, service, callbackFunction);
     }
-    logTrace("frureadcompleteHandler : FrureadComplete %d\n", complete);
+    logTrace("frureadcompleteHandler : FrureadComplete %d\n", static_cast<int>(complete));
 }
 
 void frureadcompleteHandler(sdbusplus::message_t& signal, bool& started, Tavrinupdate& service)
@@ -145,7 +146,7 @@ int CpldInventoryUtils::Read_current_fruread_status(bool& started, Tavrinupdate&
     {
         const bool complete = readProperty<bool, std::uint16_t>(fruReadStatus);
         // In the error log on purpose: this line must always reach the log file.
-        logRecord("[%s] : FruReadComplete status: %d\n", readFunction, complete);
+        logRecord("[%s] : FruReadComplete status: %d\n", readFunction, static_cast<int>(complete));
         if (!complete)
         {
             return 1;

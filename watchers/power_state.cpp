@@ -10,6 +10,8 @@
 
 #include <algorithm>
 #include <exception>
+#include <memory>
+#include <variant>
 
 namespace
 {

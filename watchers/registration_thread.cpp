@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstring>
 #include <thread>
+#include <utility>
 
 namespace
 {
@@ -82,8 +83,8 @@ void regSignalThreadHandler(RegistrationTargets targets) noexcept
     }
     if (!subscribe(*bus, targets))
     {
-        // Kept open, as the connection of a thread that listens.
-        static_cast<void>(bus.release());
+        // The connection stays open for the rest of the process, though nobody listens on it.
+        static const SdBusPtr kept = std::move(bus);
         return;
     }
     // Sent before the pause, so that a signal that comes meanwhile waits for its pass.

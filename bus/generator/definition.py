@@ -12,8 +12,8 @@ import yaml
 from .names import lower_camel, lower_snake, upper_camel
 from .types import Type, parse_type
 
-# Flags of the definitions, each with its constant in sdbusplus::vtable. "readonly" has none: it only leaves the
-# set handler out.
+# Flags of the definitions, each with its constant in sdbusplus::vtable. "readonly" has none: it
+# only leaves the set handler out.
 COMMON_FLAGS = {
     "deprecated": "common_::deprecated",
     "hidden": "common_::hidden",
@@ -93,9 +93,7 @@ def load_interface(root: Path, name: str) -> Interface:
     """Reads the definition of an interface from below `root`."""
     path = root / (name.replace(".", "/") + ".interface.yaml")
     content = yaml.safe_load(path.read_text(encoding="utf-8")) or {}
-    for unsupported in ("signals", "enumerations"):
-        if content.get(unsupported):
-            raise ValueError(f'"{unsupported}" are not supported')
+    _refuse(content, "signals", "enumerations")
     return Interface(
         name=name,
         description=_text(content),
@@ -104,7 +102,15 @@ def load_interface(root: Path, name: str) -> Interface:
     )
 
 
+def _refuse(entry: dict[str, Any], *keys: str) -> None:
+    """What is not supported is an error: to leave it out would change what the bus sees."""
+    for key in keys:
+        if entry.get(key):
+            raise ValueError(f'"{key}" are not supported')
+
+
 def _method(entry: dict[str, Any]) -> Method:
+    _refuse(entry, "errors")
     results = [_parameter(item) for item in entry.get("returns") or []]
     if len(results) > 1:
         raise ValueError(f'Method "{entry["name"]}": more than one result is not supported')
@@ -123,6 +129,7 @@ def _parameter(entry: dict[str, Any]) -> Parameter:
 
 
 def _property(entry: dict[str, Any]) -> Property:
+    _refuse(entry, "errors")
     kind = parse_type(entry["type"])
     flags = entry.get("flags") or []
     # Only where nothing else is said do changes get announced.

@@ -1,7 +1,6 @@
 #include <sdbusplus/bus.hpp>
 #include <sdbusplus/exception.hpp>
 
-#include <source_location>
 #include <utility>
 
 namespace sdbusplus
@@ -21,12 +20,11 @@ int checked(int result, const char* call)
     return result;
 }
 
-/** The error of a factory names the factory itself. */
-template <auto Open>
-bus_t opened(bool is_private, std::source_location factory = std::source_location::current())
+/** @param factory  what the error names as the call that failed */
+bus_t opened(int (*open)(sd_bus**), bool is_private, const char* factory)
 {
     sd_bus* native = nullptr;
-    checked(Open(&native), factory.function_name());
+    checked(open(&native), factory);
     bus_t bus(native, std::false_type());
     bus.set_should_close(is_private);
     return bus;
@@ -72,7 +70,7 @@ message_t bus_t::new_signal(const char* path, const char* interface, const char*
 
 message_t bus_t::call(message_t& call, std::uint64_t timeout_us) const
 {
-    sd_bus_error error = SD_BUS_ERROR_NULL;
+    sd_bus_error error{};
     sd_bus_message* reply = nullptr;
     if (sd_bus_call(get(), call.get(), timeout_us, &error, &reply) < 0)
     {
@@ -146,32 +144,32 @@ namespace bus
 
 bus_t new_default()
 {
-    return opened<sd_bus_default>(false);
+    return opened(sd_bus_default, false, __PRETTY_FUNCTION__);
 }
 
 bus_t new_default_system()
 {
-    return opened<sd_bus_default_system>(false);
+    return opened(sd_bus_default_system, false, __PRETTY_FUNCTION__);
 }
 
 bus_t new_default_user()
 {
-    return opened<sd_bus_default_user>(false);
+    return opened(sd_bus_default_user, false, __PRETTY_FUNCTION__);
 }
 
 bus_t new_bus()
 {
-    return opened<sd_bus_open>(true);
+    return opened(sd_bus_open, true, __PRETTY_FUNCTION__);
 }
 
 bus_t new_system()
 {
-    return opened<sd_bus_open_system>(true);
+    return opened(sd_bus_open_system, true, __PRETTY_FUNCTION__);
 }
 
 bus_t new_user()
 {
-    return opened<sd_bus_open_user>(true);
+    return opened(sd_bus_open_user, true, __PRETTY_FUNCTION__);
 }
 
 } // namespace bus

@@ -29,9 +29,9 @@ class UpdateObject : public sdbusplus::server::object_t<CompUpdate>
 {
   public:
     using Settings = std::map<std::string, std::variant<std::string, uint16_t, uint32_t>>;
-    using object::object;
     using CompUpdate::newFWVer;
     using CompUpdate::timeout;
+    using object::object;
 
     int32_t compFirmwareUpdate(std::string fqdd, uint32_t transaction) override
     {

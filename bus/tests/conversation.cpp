@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cstdlib>
+#include <optional>
 #include <stdexcept>
 
 namespace bus_test
@@ -21,10 +22,15 @@ constexpr int patience_ms = 20'000;
 class SharedBus : public ::testing::Environment
 {
   public:
-    SharedBus() { setenv("DBUS_SYSTEM_BUS_ADDRESS", bus_.address().c_str(), 1); }
+    void SetUp() override
+    {
+        bus_.emplace();
+        setenv("DBUS_SYSTEM_BUS_ADDRESS", bus_->address().c_str(), 1);
+    }
+    void TearDown() override { bus_.reset(); }
 
   private:
-    PrivateBus bus_;
+    std::optional<PrivateBus> bus_;
 };
 
 // GoogleTest owns it.
@@ -78,7 +84,8 @@ Answer Conversation::ask(sdbusplus::message_t call)
     return answer;
 }
 
-sdbusplus::message_t Conversation::new_call(const char* interface, const char* member, const char* path)
+sdbusplus::message_t Conversation::new_call(const char* interface, const char* member,
+                                            const char* path)
 {
     return client.new_method_call(service.get_unique_name().c_str(), path, interface, member);
 }

@@ -32,14 +32,16 @@ class Conversation : public ::testing::Test
 
     static constexpr const char* service_path = "/com/example/thing";
 
-    /** Dispatches both parties until `done`. @throws std::runtime_error where nothing happens for long */
+    /** Dispatches both parties until `done`. @throws std::runtime_error where nothing happens for
+     * long */
     void pump_until(const Predicate& done, int other_descriptor = -1);
 
     /** Lets the client call the service, and the service answer. */
     Answer ask(sdbusplus::message_t call);
 
     /** A call from the client to the service. */
-    sdbusplus::message_t new_call(const char* interface, const char* member, const char* path = service_path);
+    sdbusplus::message_t new_call(const char* interface, const char* member,
+                                  const char* path = service_path);
     sdbusplus::message_t new_property_call(const char* member, const char* path = service_path);
 
     /** Sends the call; `answer` gets the reply in some later dispatch of the client. */

@@ -10,11 +10,13 @@
 namespace bus_test
 {
 
-/** A dbus-daemon with a folder of its own; both go with this object. Everybody may connect, call and own names. */
+/** A dbus-daemon with a folder of its own; both go with this object. Everybody may connect, call
+ * and own names. */
 class PrivateBus
 {
   public:
-    /** Returns when the daemon accepts connections. @throws std::runtime_error where it does not start */
+    /** Returns when the daemon accepts connections. @throws std::runtime_error where it does not
+     * start */
     PrivateBus();
     PrivateBus(const PrivateBus&) = delete;
     PrivateBus& operator=(const PrivateBus&) = delete;

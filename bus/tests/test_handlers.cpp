@@ -89,7 +89,8 @@ class Handlers : public Conversation
         std::swap(service, bystander);
         pump_until([&] { return static_cast<bool>(answer.message); });
         EXPECT_EQ(answer.error_name(), "org.freedesktop.DBus.Error.NoReply");
-        EXPECT_EQ(answer.error_text(), "Message recipient disconnected from message bus without replying");
+        EXPECT_EQ(answer.error_text(),
+                  "Message recipient disconnected from message bus without replying");
     }
 
     std::optional<UpdateObject> object{std::in_place, service, service_path};
@@ -97,9 +98,8 @@ class Handlers : public Conversation
 
 TEST_F(Handlers, ResultOfAMethodIsTheReply)
 {
-    object->on_update = [](const std::string& fqdd, uint32_t transaction) {
-        return fqdd == "PBBCPLD.Embedded.1" && transaction == 7 ? 42 : -1;
-    };
+    object->on_update = [](const std::string& fqdd, uint32_t transaction)
+    { return fqdd == "PBBCPLD.Embedded.1" && transaction == 7 ? 42 : -1; };
     auto answer = ask(update_call());
     EXPECT_STREQ(answer.message.get_signature(), "i");
     EXPECT_EQ(answer.message.unpack<int32_t>(), 42);
@@ -155,15 +155,15 @@ TEST_F(Handlers, FailedConversionLeavesTheDispatch)
 
 TEST_F(Handlers, WrongAlternativeLeavesTheDispatch)
 {
-    object->on_update = [](auto&, auto) -> int32_t {
-        return std::get<int32_t>(std::variant<std::string, int32_t>("text"));
-    };
+    object->on_update = [](auto&, auto) -> int32_t
+    { return std::get<int32_t>(std::variant<std::string, int32_t>("text")); };
     expect_no_reply<std::bad_variant_access>(update_call(), "std::get: wrong index for variant");
 }
 
 TEST_F(Handlers, FileSystemErrorLeavesTheDispatch)
 {
-    handler_throws(std::filesystem::filesystem_error("no", std::make_error_code(std::errc::io_error)));
+    handler_throws(
+        std::filesystem::filesystem_error("no", std::make_error_code(std::errc::io_error)));
     expect_no_reply<std::system_error>(update_call());
 }
 

@@ -34,12 +34,15 @@ class Matches : public Conversation
 TEST_F(Matches, CallbackReadsTheSignal)
 {
     std::string topic;
-    const sdbusplus::bus::match_t match(client, std::string(all_news), [&](sdbusplus::message_t& signal) {
-        EXPECT_STREQ(signal.get_member(), "Heard");
-        EXPECT_TRUE(signal.is_signal("com.example.News", "Heard"));
-        EXPECT_EQ(signal.get_sender(), service.get_unique_name());
-        signal.read(topic);
-    });
+    const sdbusplus::bus::match_t match(
+        client, std::string(all_news),
+        [&](sdbusplus::message_t& signal)
+        {
+            EXPECT_STREQ(signal.get_member(), "Heard");
+            EXPECT_TRUE(signal.is_signal("com.example.News", "Heard"));
+            EXPECT_EQ(signal.get_sender(), service.get_unique_name());
+            signal.read(topic);
+        });
     send_news("a.b");
     pump_until([&] { return !topic.empty(); });
     EXPECT_EQ(topic, "a.b");
@@ -60,7 +63,8 @@ TEST_F(Matches, SeveralSeeTheSameSignal)
 TEST_F(Matches, RuleReachesTheBusAsWritten)
 {
     int seen = 0;
-    const sdbusplus::bus::match_t match(client, std::string(all_news) + ",arg0namespace='a.b'", count(seen));
+    const sdbusplus::bus::match_t match(client, std::string(all_news) + ",arg0namespace='a.b'",
+                                        count(seen));
     send_news("a.b");
     send_news("a.b.c");
     send_news("a.bc");
@@ -92,9 +96,8 @@ TEST_F(Matches, MayBeMoved)
 TEST_F(Matches, PlainHandlerGetsItsContext)
 {
     int seen = 0;
-    const auto handler = [](sd_bus_message*, void* context, sd_bus_error*) {
-        return ++*static_cast<int*>(context), 0;
-    };
+    const auto handler = [](sd_bus_message*, void* context, sd_bus_error*)
+    { return ++*static_cast<int*>(context), 0; };
     const sdbusplus::bus::match_t match(client, all_news, +handler, &seen);
     send_news("a.b");
     see_all_signals();
@@ -110,7 +113,8 @@ TEST_F(Matches, RuleThatIsNoneIsRefused)
     }
     catch (const sdbusplus::exception::SdBusError& e)
     {
-        EXPECT_STREQ(e.what(), "sd_bus_match: org.freedesktop.DBus.Error.InvalidArgs: Invalid argument");
+        EXPECT_STREQ(e.what(),
+                     "sd_bus_match: org.freedesktop.DBus.Error.InvalidArgs: Invalid argument");
     }
 }
 
@@ -118,9 +122,9 @@ TEST_F(Matches, RuleThatIsNoneIsRefused)
 [[noreturn]] void hear_a_signal_and_throw()
 {
     auto bus = sdbusplus::bus::new_system();
-    const sdbusplus::bus::match_t match(bus, all_news, [](sdbusplus::message_t&) {
-        throw std::runtime_error("out of a callback");
-    });
+    const sdbusplus::bus::match_t match(bus, all_news,
+                                        [](sdbusplus::message_t&)
+                                        { throw std::runtime_error("out of a callback"); });
     bus.new_signal("/com/example/news", "com.example.News", "Heard").signal_send();
     while (true)
     {

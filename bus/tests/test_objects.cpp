@@ -22,7 +22,8 @@ constexpr auto path = "/com/vexa/bevon/cpld_updater/PBB_PLD_1";
 
 using Values = std::map<std::string, std::variant<std::string, uint32_t>>;
 
-/** InterfacesAdded or InterfacesRemoved; the standard interfaces, which every object has, are only counted. */
+/** InterfacesAdded or InterfacesRemoved; the standard interfaces, which every object has, are only
+ * counted. */
 struct Announcement
 {
     std::string member;
@@ -49,16 +50,17 @@ Announcement read_announcement(sdbusplus::message_t& signal)
             result.interfaces[name];
         }
     }
-    result.standard_interfaces = static_cast<int>(std::erase_if(result.interfaces, [](const auto& entry) {
-        return entry.first.starts_with("org.freedesktop.DBus.");
-    }));
+    result.standard_interfaces = static_cast<int>(
+        std::erase_if(result.interfaces, [](const auto& entry)
+                      { return entry.first.starts_with("org.freedesktop.DBus."); }));
     return result;
 }
 
 class Objects : public Conversation
 {
   protected:
-    /** All of them as "Added 1", "Removed 2": member and number of the interfaces that are not standard ones. */
+    /** All of them as "Added 1", "Removed 2": member and number of the interfaces that are not
+     * standard ones. */
     std::vector<std::string> story()
     {
         see_all_signals();
@@ -76,10 +78,10 @@ class Objects : public Conversation
     sdbusplus::server::manager_t manager{service, anchor};
 
   private:
-    sdbusplus::bus::match_t listener{client, "type='signal',interface='org.freedesktop.DBus.ObjectManager'",
-                                     [this](sdbusplus::message_t& signal) {
-        announcements.push_back(read_announcement(signal));
-    }};
+    sdbusplus::bus::match_t listener{client,
+                                     "type='signal',interface='org.freedesktop.DBus.ObjectManager'",
+                                     [this](sdbusplus::message_t& signal)
+                                     { announcements.push_back(read_announcement(signal)); }};
 };
 
 TEST_F(Objects, SecondOneWithTheSameInterfaceIsRefused)
@@ -92,7 +94,9 @@ TEST_F(Objects, SecondOneWithTheSameInterfaceIsRefused)
     }
     catch (const sdbusplus::exception::SdBusError& e)
     {
-        EXPECT_STREQ(e.what(), "sd_bus_add_object_vtable: org.freedesktop.DBus.Error.FileExists: File exists");
+        EXPECT_STREQ(
+            e.what(),
+            "sd_bus_add_object_vtable: org.freedesktop.DBus.Error.FileExists: File exists");
     }
 }
 
@@ -111,8 +115,9 @@ TEST_F(Objects, PathThatIsNoneIsRefused)
     }
     catch (const sdbusplus::exception::SdBusError& e)
     {
-        EXPECT_STREQ(e.what(),
-                     "sd_bus_add_object_vtable: org.freedesktop.DBus.Error.InvalidArgs: Invalid argument");
+        EXPECT_STREQ(
+            e.what(),
+            "sd_bus_add_object_vtable: org.freedesktop.DBus.Error.InvalidArgs: Invalid argument");
     }
 }
 
@@ -184,7 +189,8 @@ TEST_F(Objects, InterfaceIsAnnouncedAndTakenBackInTurn)
     EXPECT_THAT(story(), ElementsAre("Added 1", "Removed 1"));
 }
 
-/** The four objects of one component, made and destroyed in the order in which the service does it. */
+/** The four objects of one component, made and destroyed in the order in which the service does it.
+ */
 TEST_F(Objects, ComponentIsAnnouncedStepByStep)
 {
     {
@@ -195,9 +201,8 @@ TEST_F(Objects, ComponentIsAnnouncedStepByStep)
         base.fqdd("PBBCPLD.Embedded.1", true);
         base.emit_object_added();
         EXPECT_THAT(story(), ElementsAre("Added 1", "Added 2", "Added 4", "Added 4"));
-        const auto fqdd = [this](std::size_t index) {
-            return announcements[index].interfaces.at(BaseSwInventory::interface).at("FQDD");
-        };
+        const auto fqdd = [this](std::size_t index)
+        { return announcements[index].interfaces.at(BaseSwInventory::interface).at("FQDD"); };
         EXPECT_EQ(fqdd(2), Values::mapped_type(""));
         EXPECT_EQ(fqdd(3), Values::mapped_type("PBBCPLD.Embedded.1"));
         announcements.clear();
@@ -206,11 +211,10 @@ TEST_F(Objects, ComponentIsAnnouncedStepByStep)
 }
 
 /** All four bindings as bases of one class, as the service object has them. */
-class AllInOne :
-    public UpdateObject,
-    public RegistrationObject,
-    public BaseInventoryObject,
-    public OwnInventoryObject
+class AllInOne : public UpdateObject,
+                 public RegistrationObject,
+                 public BaseInventoryObject,
+                 public OwnInventoryObject
 {
   public:
     AllInOne(sdbusplus::bus_t& bus, const char* at) :
@@ -237,7 +241,8 @@ TEST_F(Objects, OneObjectMayHaveSeveralInterfaces)
 
 TEST_F(Objects, MayOutliveTheConnectionObjectThatTheyWereMadeOn)
 {
-    const auto own_reference = std::make_unique<sdbusplus::bus_t>(sdbusplus::bus::new_default_system());
+    const auto own_reference =
+        std::make_unique<sdbusplus::bus_t>(sdbusplus::bus::new_default_system());
     auto made_on = std::make_unique<sdbusplus::bus_t>(sdbusplus::bus::new_default_system());
     auto object = std::make_unique<OwnInventoryObject>(*made_on, path);
     made_on.reset();

@@ -10,12 +10,15 @@ namespace bus_test
 namespace
 {
 
-static_assert(std::is_same_v<CompUpdate::PropertiesVariant, std::variant<std::string, uint16_t, uint32_t>>);
+static_assert(
+    std::is_same_v<CompUpdate::PropertiesVariant, std::variant<std::string, uint16_t, uint32_t>>);
 static_assert(std::is_same_v<CompMpropDriRegistration::PropertiesVariant,
                              std::variant<std::string, uint32_t, uint8_t>>);
-static_assert(std::is_same_v<BaseSwInventory::PropertiesVariant,
-                             std::variant<bool, std::string, uint16_t, uint32_t, uint64_t, uint8_t>>);
-static_assert(std::is_same_v<TavrinInventory::PropertiesVariant, std::variant<bool, std::string, uint32_t>>);
+static_assert(
+    std::is_same_v<BaseSwInventory::PropertiesVariant,
+                   std::variant<bool, std::string, uint16_t, uint32_t, uint64_t, uint8_t>>);
+static_assert(
+    std::is_same_v<TavrinInventory::PropertiesVariant, std::variant<bool, std::string, uint32_t>>);
 
 using Changed = std::map<std::string, std::variant<std::string, uint8_t, bool>>;
 
@@ -29,7 +32,8 @@ struct Announcement
 class Properties : public Conversation
 {
   protected:
-    void set_on_the_bus(const char* interface, const char* name, std::variant<uint32_t, std::string> value)
+    void set_on_the_bus(const char* interface, const char* name,
+                        std::variant<uint32_t, std::string> value)
     {
         auto call = new_property_call("Set");
         call.append(interface, name, value);
@@ -49,10 +53,11 @@ class Properties : public Conversation
   private:
     std::vector<Announcement> announcements;
     sdbusplus::bus::match_t changes{client, "type='signal',member='PropertiesChanged'",
-                                    [this](sdbusplus::message_t& signal) {
-        auto& news = announcements.emplace_back();
-        signal.read(news.interface, news.changed, news.invalidated);
-    }};
+                                    [this](sdbusplus::message_t& signal)
+                                    {
+                                        auto& news = announcements.emplace_back();
+                                        signal.read(news.interface, news.changed, news.invalidated);
+                                    }};
 };
 
 TEST_F(Properties, StartEmptyOrWithTheirDefaults)
@@ -82,7 +87,8 @@ TEST_F(Properties, WriteOnTheBusIsReadBack)
     set_on_the_bus(TavrinInventory::interface, "DisplayName", "another");
     auto call = new_property_call("Get");
     call.append(TavrinInventory::interface, "DisplayName");
-    EXPECT_EQ(ask(call).message.unpack<std::variant<std::string>>(), std::variant<std::string>("another"));
+    EXPECT_EQ(ask(call).message.unpack<std::variant<std::string>>(),
+              std::variant<std::string>("another"));
 }
 
 TEST_F(Properties, SettersReturnWhatIsStored)
@@ -160,7 +166,8 @@ TEST_F(Properties, UnknownNameReadsAsTheFirstAlternativeEmpty)
 TEST_F(Properties, AreReadByTheirNameOnTheBus)
 {
     update.componentId(114747);
-    EXPECT_EQ(update.getPropertyByName("Component_id"), CompUpdate::PropertiesVariant(uint32_t{114747}));
+    EXPECT_EQ(update.getPropertyByName("Component_id"),
+              CompUpdate::PropertiesVariant(uint32_t{114747}));
 }
 
 TEST_F(Properties, WrongAlternativeByNameThrows)
@@ -178,7 +185,8 @@ TEST_F(Properties, WrongAlternativeByNameThrows)
 
 TEST_F(Properties, MayBeGivenAtConstruction)
 {
-    const TavrinInventory inventory(service, "/com/example/given", {{"Count", uint32_t{2}}, {"Nope", true}});
+    const TavrinInventory inventory(service, "/com/example/given",
+                                    {{"Count", uint32_t{2}}, {"Nope", true}});
     EXPECT_EQ(inventory.count(), 2U);
 }
 

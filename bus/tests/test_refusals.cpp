@@ -22,7 +22,8 @@ class Refusals : public Conversation
         object.on_timeout = [this](auto) { called = true; };
     }
 
-    void expect_refused(const sdbusplus::message_t& call, const std::string& name, const std::string& text)
+    void expect_refused(const sdbusplus::message_t& call, const std::string& name,
+                        const std::string& text)
     {
         const auto answer = ask(call);
         EXPECT_EQ(answer.error_name(), "org.freedesktop.DBus.Error." + name);
@@ -47,9 +48,10 @@ TEST_F(Refusals, WrongArguments)
 {
     auto call = new_call(update, "CompFirmwareUpdate");
     call.append("PBBCPLD.Embedded.1", "seven");
-    expect_refused(call, "InvalidArgs",
-                   "Invalid arguments 'ss' to call com.vexa.bevon.cmnupdate.comp_update.CompFirmwareUpdate(), "
-                   "expecting 'su'.");
+    expect_refused(
+        call, "InvalidArgs",
+        "Invalid arguments 'ss' to call com.vexa.bevon.cmnupdate.comp_update.CompFirmwareUpdate(), "
+        "expecting 'su'.");
 }
 
 TEST_F(Refusals, UnknownMethod)
@@ -66,13 +68,15 @@ TEST_F(Refusals, GetOfAnUnknownProperty)
 
 TEST_F(Refusals, SetOfAnUnknownProperty)
 {
-    expect_refused(property_call("Set", update, "Nope", std::variant<uint32_t>(1)), "UnknownProperty",
+    expect_refused(property_call("Set", update, "Nope", std::variant<uint32_t>(1U)),
+                   "UnknownProperty",
                    "Unknown interface com.vexa.bevon.cmnupdate.comp_update or property Nope.");
 }
 
 TEST_F(Refusals, SetOfAWrongType)
 {
-    expect_refused(property_call("Set", update, "Timeout", std::variant<std::string>("1")), "InvalidArgs",
+    expect_refused(property_call("Set", update, "Timeout", std::variant<std::string>("1")),
+                   "InvalidArgs",
                    "Incorrect parameters for property 'Timeout', expected 'u', got 's'.");
     EXPECT_EQ(object.timeout(), 0U);
 }
@@ -86,7 +90,8 @@ TEST_F(Refusals, SetOfAReadOnlyProperty)
 
 TEST_F(Refusals, GetAllOfAnUnknownInterface)
 {
-    expect_refused(property_call("GetAll", "com.nope"), "UnknownInterface", "Unknown interface 'com.nope'.");
+    expect_refused(property_call("GetAll", "com.nope"), "UnknownInterface",
+                   "Unknown interface 'com.nope'.");
 }
 
 TEST_F(Refusals, UnknownObject)

@@ -25,7 +25,7 @@ class Control
     explicit Control(const std::string& directory);
 
     /** Grows with every new description, so that nobody has to look at the file itself. */
-    std::uint64_t generation() const;
+    [[nodiscard]] std::uint64_t generation() const;
 
     /** The power-on hold line. */
     void setHoldLine(std::uint8_t value);
@@ -34,7 +34,7 @@ class Control
     std::uint64_t countEvent(unsigned int fault);
 
   private:
-    std::atomic_ref<std::uint64_t> number(std::size_t index) const;
+    [[nodiscard]] std::atomic_ref<std::uint64_t> number(std::size_t index) const;
 
     MappedFile file_;
 };

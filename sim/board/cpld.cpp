@@ -12,7 +12,8 @@ namespace
 
 constexpr std::uint8_t erased = 0xFF;
 
-void traceDevice(const DeviceDescription& device, const char* event, Json fields = Json::object())
+void traceDevice(const DeviceDescription& device, const char* event,
+                 const Json& fields = Json::object())
 {
     Json line = {{"device", device.name}, {"event", event}};
     line.update(fields);

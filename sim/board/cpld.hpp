@@ -24,7 +24,7 @@ class Cpld
   public:
     explicit Cpld(const DeviceDescription& description);
 
-    const DeviceDescription& description() const { return description_; }
+    [[nodiscard]] const DeviceDescription& description() const { return description_; }
 
     std::uint8_t readRegister(std::uint8_t number);
 

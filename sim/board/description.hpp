@@ -39,7 +39,8 @@ struct Fault
 };
 
 /** Everything that the description says; one value is never changed. */
-struct Description
+// The JSON type's move is declared as one that may throw; here that may end the process.
+struct Description // NOLINT(bugprone-exception-escape)
 {
     unsigned int platformId = 0;
     std::vector<DeviceDescription> devices;

@@ -28,8 +28,8 @@ class File
     File& operator=(const File&) = delete;
     ~File();
 
-    bool isOpen() const { return descriptor_ >= 0; }
-    int descriptor() const { return descriptor_; }
+    [[nodiscard]] bool isOpen() const { return descriptor_ >= 0; }
+    [[nodiscard]] int descriptor() const { return descriptor_; }
 
   private:
     int descriptor_ = -1;
@@ -43,10 +43,12 @@ class MappedFile
     MappedFile(const std::string& path, std::size_t size);
     MappedFile(const MappedFile&) = delete;
     MappedFile& operator=(const MappedFile&) = delete;
+    MappedFile(MappedFile&&) = delete;
+    MappedFile& operator=(MappedFile&&) = delete;
     ~MappedFile();
 
-    void* data() const { return data_; }
-    const File& file() const { return file_; }
+    [[nodiscard]] void* data() const { return data_; }
+    [[nodiscard]] const File& file() const { return file_; }
 
   private:
     File file_;
@@ -71,6 +73,8 @@ class ByteLock
     ByteLock(const File& file, int byte);
     ByteLock(const ByteLock&) = delete;
     ByteLock& operator=(const ByteLock&) = delete;
+    ByteLock(ByteLock&&) = delete;
+    ByteLock& operator=(ByteLock&&) = delete;
     ~ByteLock();
 
     /** Takes the lock until `file` is closed. @return false when somebody else holds it */

@@ -43,7 +43,7 @@ struct ImageHeader
     std::uint32_t bodyLength;
 
     /** Bytes of the whole image. */
-    std::size_t imageSize() const { return size + bodyLength; }
+    [[nodiscard]] std::size_t imageSize() const { return size + bodyLength; }
 
     /** Nothing where the bytes do not begin like an image. */
     static std::optional<ImageHeader> read(Bytes image);

@@ -44,6 +44,8 @@ class ErrnoKeeper
     ErrnoKeeper() = default;
     ErrnoKeeper(const ErrnoKeeper&) = delete;
     ErrnoKeeper& operator=(const ErrnoKeeper&) = delete;
+    ErrnoKeeper(ErrnoKeeper&&) = delete;
+    ErrnoKeeper& operator=(ErrnoKeeper&&) = delete;
     ~ErrnoKeeper() { errno = kept_; }
 
   private:

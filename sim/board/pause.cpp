@@ -6,6 +6,7 @@
 #include <array>
 #include <cerrno>
 #include <ctime>
+#include <fcntl.h>
 #include <sys/inotify.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -18,7 +19,7 @@ namespace
 
 bool exists(const std::string& path)
 {
-    return syscall(SYS_faccessat, -100 /* AT_FDCWD */, path.c_str(), F_OK) == 0;
+    return syscall(SYS_faccessat, AT_FDCWD, path.c_str(), F_OK) == 0;
 }
 
 /** Wakes up whenever a file appears in a directory. */
@@ -31,6 +32,8 @@ class DirectoryWatch
     }
     DirectoryWatch(const DirectoryWatch&) = delete;
     DirectoryWatch& operator=(const DirectoryWatch&) = delete;
+    DirectoryWatch(DirectoryWatch&&) = delete;
+    DirectoryWatch& operator=(DirectoryWatch&&) = delete;
     ~DirectoryWatch() { syscall(SYS_close, descriptor_); }
 
     void wait() const

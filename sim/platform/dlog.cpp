@@ -23,7 +23,7 @@ std::string formatted(const char* format, std::va_list arguments)
         return format;
     }
     std::string text(static_cast<std::size_t>(length) + 1, '\0');
-    std::vsnprintf(text.data(), text.size(), format, arguments);
+    (void)std::vsnprintf(text.data(), text.size(), format, arguments);
     text.pop_back();
     return text;
 }
@@ -36,8 +36,8 @@ void dlog_vprintf(int level, int module, const char* format, std::va_list argume
     const std::string text = formatted(format, arguments);
     if (sim::boardDirectory().empty())
     {
-        std::fprintf(stderr, "%d %d %s%s", level, module, text.c_str(),
-                     text.ends_with('\n') ? "" : "\n");
+        (void)std::fprintf(stderr, "%d %d %s%s", level, module, text.c_str(),
+                           text.ends_with('\n') ? "" : "\n");
         return;
     }
     sim::trace("log", {{"level", level}, {"module", module}, {"format", format}, {"text", text}});

@@ -20,6 +20,8 @@ class HoldLine final : public HAL_i2c
     }
     HoldLine(const HoldLine&) = delete;
     HoldLine& operator=(const HoldLine&) = delete;
+    HoldLine(HoldLine&&) = delete;
+    HoldLine& operator=(HoldLine&&) = delete;
     ~HoldLine() override { sim::traceCall("hal.destroy", {{"line", name_}}); }
 
     int WriteBit(std::uint8_t value) override
@@ -37,7 +39,7 @@ class HoldLine final : public HAL_i2c
         return status;
     }
 
-    bool HasInterruptCallback() const override
+    [[nodiscard]] bool HasInterruptCallback() const override
     {
         sim::traceCall("hal.has_interrupt", {{"line", name_}}, hasCallback_);
         return hasCallback_;

@@ -28,6 +28,8 @@ class ImageSession
     explicit ImageSession(Cpld& device) : device_(device) {}
     ImageSession(const ImageSession&) = delete;
     ImageSession& operator=(const ImageSession&) = delete;
+    ImageSession(ImageSession&&) = delete;
+    ImageSession& operator=(ImageSession&&) = delete;
     ~ImageSession() { device_.endImage(); }
 
   private:

@@ -17,7 +17,8 @@ from rich.console import Console
 
 from .console import Prompt
 from .names import KINDS
-from .world import BINARY, Setting, World
+from .setting import Setting
+from .world import BINARY, World
 
 
 def parser() -> argparse.ArgumentParser:

@@ -4,7 +4,8 @@ from __future__ import annotations
 
 import json
 import os
-from collections.abc import Mapping, Sequence
+import threading
+from collections.abc import Mapping
 from pathlib import Path
 from typing import Any
 
@@ -15,7 +16,7 @@ from .image import Version
 from .names import KINDS, Kind, split_fqdd
 from .trace import Trace
 
-Versions = Mapping[str, "str | Version | Sequence[str | Version]"]
+Versions = Mapping[str, "str | Version | list[str | Version]"]
 
 # The libraries in the order in which they go in front of everything else.
 LIBRARIES = ("libsimi2c.so", "libsimplatform.so")
@@ -24,9 +25,12 @@ LIBRARIES = ("libsimi2c.so", "libsimplatform.so")
 class Board:
     """A board in a directory of its own. All of it may change while a service runs."""
 
-    def __init__(self, directory: str | Path, counts: Mapping[str, int], platform_id: int) -> None:
+    def __init__(
+        self, directory: str | Path, counts: Mapping[str, int], platform_id: int
+    ) -> None:
         self.directory = Path(directory).resolve()
-        (self.directory / "gates").mkdir(parents=True, exist_ok=True)
+        (self.directory / "gates").mkdir(parents=True)
+        self.lock = threading.RLock()
         self._platform_id = platform_id
         self.trace = Trace(self.directory / "trace.jsonl")
         self.control = Control(self.directory / "control")
@@ -48,7 +52,7 @@ class Board:
         platform_id: int = 6,
         versions: Versions | None = None,
     ) -> "Board":
-        """A new board.
+        """A new board, in a directory that must not exist or be empty.
 
         `versions` holds, by "pbb", "pdb" and "flop", one version for all devices of the
         kind or a list of one for each; 1.0.0 where nothing is given.
@@ -59,6 +63,13 @@ class Board:
         board.control.set_number(HOLD_LINE, 1)
         board.write()
         return board
+
+    def close(self) -> None:
+        """Lets go of all files; the directory stays as it is."""
+        for device in self.devices:
+            device.close()
+        self.control.close()
+        self.trace.close()
 
     def device(self, kind: str | Kind, index: int = 0) -> Device:
         """The device of a kind ("pbb", "pdb", "flop"), counted from 0."""
@@ -117,17 +128,21 @@ class Board:
 
     def write(self) -> None:
         """Puts the present description in force; called by everything that changes it."""
-        draft = self.directory / "board.json.new"
-        draft.write_text(json.dumps(self._describe(), indent=1))
-        draft.replace(self.directory / "board.json")
-        self.control.set_number(GENERATION, self.control.number(GENERATION) + 1)
+        with self.lock:
+            draft = self.directory / "board.json.new"
+            draft.write_text(json.dumps(self._describe(), indent=1))
+            draft.replace(self.directory / "board.json")
+            generation = self.control.number(GENERATION)
+            self.control.set_number(GENERATION, generation + 1)
 
     def _describe(self) -> dict[str, Any]:
         return {
             "platform_id": self.platform_id,
             "devices": [device.describe() for device in self.devices],
             "sysinfo": {
-                str(code): {"paths": [d.path for d in self.devices if d.kind.name == name]}
+                str(code): {
+                    "paths": [d.path for d in self.devices if d.kind.name == name]
+                }
                 for name, code in NODE_TYPES.items()
             },
             "software": self._software,

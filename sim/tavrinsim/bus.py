@@ -99,9 +99,10 @@ class PrivateBus:
         }
 
     def stop(self) -> None:
-        """Ends the daemon; everyone still connected loses the connection."""
-        self._daemon.kill()
-        self._daemon.communicate()
+        """Ends the daemon; everyone still connected loses the connection. Safe to call twice."""
+        if self._daemon.returncode is None:
+            self._daemon.kill()
+            self._daemon.communicate()
 
     def call_as(
         self, user: str, words: Iterable[str], timeout: float = 30

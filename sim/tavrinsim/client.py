@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import threading
+import time
 from collections.abc import Callable
 from concurrent.futures import Future
 from typing import Any
@@ -125,14 +126,8 @@ class Client:
 
     def connections_of(self, pid: int) -> list[str]:
         """Unique names of a process: finds a service that owns no name yet."""
-        found = []
-        for name in self.bus_names():
-            try:
-                if name.startswith(":") and self.process_of(name) == pid:
-                    found.append(name)
-            except BusError:
-                continue  # left the bus since it was listed
-        return found
+        unique = [name for name in self.bus_names() if name.startswith(":")]
+        return [name for name in unique if self._process_of(name) == pid]
 
     def subscribe(self, rule: str) -> None:
         """Adds a match rule; matching signals collect in `signals`."""
@@ -144,26 +139,33 @@ class Client:
             if not self._news.wait_for(condition, timeout):
                 raise TimeoutError(f"{timeout} s passed; {len(self.signals)} signals came")
 
-    def wait_for_name(self, name: str = names.SERVICE, timeout: float = 20) -> str:
-        """Waits until somebody owns the name; the owner's unique name."""
-        change = {"sender": names.BUS, "member": "NameOwnerChanged", "arg0": name}
-        rule = ",".join(f"{key}='{value}'" for key, value in change.items())
-        with self._news:
-            seen = len(self.signals)
+    def wait_for_name(
+        self, name: str = names.SERVICE, timeout: float = 20, pid: int | None = None
+    ) -> str:
+        """Waits until somebody owns the name, or until the process `pid` does.
+
+        Returns the owner's unique name. The bus notices the end of a process a moment
+        after its parent does: after a restart only `pid` tells the new owner from the old.
+        """
+        deadline = time.monotonic() + timeout
+        rule = f"sender='{names.BUS}',member='NameOwnerChanged',arg0='{name}'"
         self.subscribe(rule)
         try:
-            owner = self.owner(name)
-            if owner is None:
-                self.wait_for(lambda: bool(self._new_owner(name, seen)), timeout)
-                owner = self._new_owner(name, seen)
-            return str(owner)
+            while True:
+                seen = len(self.signals)
+                owner = self.owner(name)
+                if owner is not None and pid in (None, self._process_of(owner)):
+                    return owner
+                left = max(0.0, deadline - time.monotonic())
+                self.wait_for(lambda: len(self.signals) > seen, left)
         finally:
             self._call_bus("RemoveMatch", "s", rule)
 
-    def _new_owner(self, name: str, seen: int) -> str | None:
-        changes = [m.body for m in self.signals[seen:] if m.member == "NameOwnerChanged"]
-        owners = [body[2] for body in changes if body[0] == name]
-        return owners[-1] if owners and owners[-1] else None
+    def _process_of(self, name: str) -> int | None:
+        try:
+            return self.process_of(name)
+        except BusError:
+            return None  # left the bus since it was named
 
     def _call_bus(self, member: str, signature: str = "", *body: Any) -> list[Any]:
         return self.call(names.BUS, names.BUS_PATH, names.BUS, member, signature, *body)

@@ -22,9 +22,14 @@ class Control:
         with open(path, "r+b") as file:
             self._map = mmap.mmap(file.fileno(), SIZE)
 
+    def close(self) -> None:
+        """Lets go of the file, which stays as it is."""
+        self._map.close()
+
     def number(self, index: int) -> int:
         """One 64-bit number."""
-        return struct.unpack_from("=Q", self._map, index * 8)[0]
+        (number,) = struct.unpack_from("=Q", self._map, index * 8)
+        return int(number)
 
     def set_number(self, index: int, value: int) -> None:
         """Changes one number; a single aligned store, which no reader sees half done."""

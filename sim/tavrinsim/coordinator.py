@@ -5,85 +5,17 @@ from __future__ import annotations
 import itertools
 from collections.abc import Awaitable, Callable, Iterator
 from concurrent.futures import Future
-from dataclasses import dataclass
 from pathlib import Path
-
-from dbus_next import Variant
+from typing import Any
 
 from . import names
 from .answers import INVALID_ARGS, Answer, Failure, Reply
+from .job import Job, Registration, Report
 from .loop import LoopThread
 from .peer import Call, Peer
 
 REGISTER = "cmnfwupd_client_register"
 STATUS = "cmnfwupd_fw_update_status"
-
-IN_PROGRESS = 4
-SUCCEEDED = 28
-FAILED = 18
-
-
-@dataclass(frozen=True)
-class Registration:
-    """A component's registration. `time` is CLOCK_MONOTONIC in seconds."""
-
-    time: float
-    sender: str
-    service: str
-    object_path: str
-    interface: str
-
-
-@dataclass(frozen=True)
-class Report:
-    """A status report of a job. `time` is CLOCK_MONOTONIC in seconds."""
-
-    time: float
-    sender: str
-    fqdd: str
-    status: int
-    transaction: int
-    percent: int
-
-    @property
-    def final(self) -> bool:
-        """Whether the job ended with this report."""
-        return self.status in (SUCCEEDED, FAILED)
-
-
-@dataclass(frozen=True)
-class Job:
-    """An update to be asked for.
-
-    What is left None follows from the FQDD: component number and object path. The
-    three properties are always written to `path`, and the method is called there.
-    """
-
-    fqdd: str
-    directory: Path | str
-    transaction: int
-    component_id: int | None = None
-    job_id: str = "JID_1"
-    path: str | None = None
-
-    def object_path(self) -> str:
-        """Where the job goes."""
-        if self.path is not None:
-            return self.path
-        kind, number = names.split_fqdd(self.fqdd)
-        return kind.object_path(number)
-
-    def properties(self) -> dict[str, Variant]:
-        """What the coordinator writes before the call."""
-        component = self.component_id
-        if component is None:
-            component = names.split_fqdd(self.fqdd)[0].component_id
-        return {
-            "Jobid": Variant("s", self.job_id),
-            "Component_id": Variant("u", component),
-            "Resource_URI": Variant("s", str(self.directory)),
-        }
-
 
 # Called on the loop for each report, before it is answered; may be a coroutine.
 ReportHandler = Callable[[Report], Awaitable[None] | None]
@@ -107,10 +39,10 @@ class Coordinator(Peer):
 
     # -- jobs --------------------------------------------------------------------------
 
-    def job(self, fqdd: str, directory: Path | str, **fields: object) -> Job:
+    def job(self, fqdd: str, directory: Path | str, **fields: Any) -> Job:
         """A job with the next transaction number, unless `fields` give one."""
         fields.setdefault("transaction", next(self._transactions))
-        return Job(fqdd, directory, **fields)  # type: ignore[arg-type]
+        return Job(fqdd, directory, **fields)
 
     def update(self, job: Job, timeout: float = 30) -> int:
         """Sends a job; the method's result, or BusError for an error reply."""
@@ -198,7 +130,7 @@ class Coordinator(Peer):
 
     async def _call(
         self, path: str, interface: str, member: str, signature: str, *body: object
-    ) -> list[object]:
+    ) -> list[Any]:
         reply = await self.connection.call(
             names.SERVICE, path, interface, member, signature, body
         )

@@ -48,6 +48,12 @@ class Device:
         self._map = mmap.mmap(self._file.fileno(), MEMORY.stop)
         self._registers = memoryview(self._map)[REGISTERS]
 
+    def close(self) -> None:
+        """Lets go of the state file, which stays as it is."""
+        self._registers.release()
+        self._map.close()
+        self._file.close()
+
     def reset(self, version: str | Version) -> None:
         """Brings the device into the state in which a board leaves the factory."""
         with self._locked():
@@ -105,7 +111,7 @@ class Device:
 
     @property
     def image_state(self) -> str:
-        """"valid", "writing", "complete" (loaded once the port closes) or "interrupted".
+        """ "valid", "writing", "complete" (loaded once the port closes) or "interrupted".
 
         A run that was killed leaves "interrupted" behind: its lock went with its process.
         """
@@ -146,12 +152,13 @@ class Device:
         return 0x0C if self.kind.name == "flop" else 0x00
 
     def _number(self, offset: int) -> int:
-        return struct.unpack_from("=I", self._map, offset)[0]
+        (number,) = struct.unpack_from("=I", self._map, offset)
+        return int(number)
 
     def _is_run_alive(self) -> bool:
         query = _FLOCK.pack(fcntl.F_WRLCK, os.SEEK_SET, RUN_BYTE, 1, 0)
         answer = fcntl.fcntl(self._file.fileno(), fcntl.F_OFD_GETLK, query)
-        return _FLOCK.unpack(answer)[0] != fcntl.F_UNLCK
+        return bool(_FLOCK.unpack(answer)[0] != fcntl.F_UNLCK)
 
     @contextmanager
     def _locked(self) -> Iterator[None]:

@@ -8,15 +8,13 @@ from __future__ import annotations
 
 import errno as errors
 from collections.abc import Sequence
-from dataclasses import dataclass, field
 from typing import TYPE_CHECKING, Any, Literal
 
+from .fault import Fault, FaultTable, Gate
 from .names import Kind
 
 if TYPE_CHECKING:
-    from .board import Board
     from .device import Device
-    from .trace import Line
 
 Operation = Literal["read", "write"]
 
@@ -24,95 +22,8 @@ Operation = Literal["read", "write"]
 NODE_TYPES = {"flop": 26, "pbb": 62, "pdb": 44}
 
 
-@dataclass
-class Fault:
-    """One fault in force. Remove it with `remove()`, or all with `board.faults.clear()`."""
-
-    board: "Board" = field(repr=False)
-    id: int
-    at: str
-    match: dict[str, Any]
-    effect: dict[str, Any]
-    after: int = 0
-    times: int | None = None
-
-    @property
-    def hits(self) -> int:
-        """How many matching events there have been, acted on or not."""
-        return self.board.control.hits(self.id)
-
-    def remove(self) -> None:
-        """Ends the fault."""
-        self.board.faults.remove(self)
-
-    def describe(self) -> dict[str, Any]:
-        """The fault's entry in the board description."""
-        names = ("id", "at", "match", "effect", "after", "times")
-        return {name: getattr(self, name) for name in names}
-
-
-class Gate:
-    """A place where the simulation waits, once told to, until the gate is opened."""
-
-    def __init__(self, board: "Board", name: str) -> None:
-        self._board = board
-        self.name = name
-
-    def open(self) -> None:
-        """Lets everybody through, those who come later too."""
-        (self._board.directory / "gates" / self.name).touch()
-
-    def wait_reached(self, timeout: float = 10.0) -> "Line":
-        """Returns once somebody stands at the gate."""
-        return self._board.trace.wait_for(
-            timeout=timeout, what="gate", gate=self.name, event="reached"
-        )
-
-
-class Faults:
-    """The faults of a board."""
-
-    def __init__(self, board: "Board") -> None:
-        self._board = board
-        self._faults: list[Fault] = []
-        self._next_id = 0
-        self._next_gate = 0
-
-    def add(
-        self,
-        at: str,
-        match: dict[str, Any],
-        effect: dict[str, Any],
-        after: int = 0,
-        times: int | None = None,
-    ) -> Fault:
-        """Any fault at all; the methods below name the useful ones."""
-        given = {key: value for key, value in match.items() if value is not None}
-        changed = {key: value for key, value in effect.items() if value is not None}
-        fault = Fault(self._board, self._next_id, at, given, changed, after, times)
-        self._next_id += 1
-        self._faults.append(fault)
-        self._board.write()
-        return fault
-
-    def remove(self, fault: Fault) -> None:
-        """Ends one fault."""
-        self._faults.remove(fault)
-        self._board.write()
-
-    def clear(self) -> None:
-        """Ends all faults."""
-        self._faults.clear()
-        self._board.write()
-
-    def describe(self) -> list[dict[str, Any]]:
-        """The faults' part of the board description."""
-        return [fault.describe() for fault in self._faults]
-
-    def gate(self) -> Gate:
-        """A new closed gate, for `pause_at` and `gate` below."""
-        self._next_gate += 1
-        return Gate(self._board, f"gate{self._next_gate}")
+class Faults(FaultTable):
+    """The faults of a board; `after` and `times` may be given to every method."""
 
     # The platform-description parser
 
@@ -160,15 +71,25 @@ class Faults:
         With `reaches_device` the device has obeyed before the transfer fails.
         """
         match = {**_at_device(device), "register": register, "operation": operation}
-        effect = {"errno": errno, "reaches_device": reaches_device, **_held_up(delay_ms, gate)}
+        effect = {
+            "errno": errno,
+            "reaches_device": reaches_device,
+            **_held_up(delay_ms, gate),
+        }
         return self.add("transfer", match, effect, **when)
 
     def refuse_empty_reads(
-        self, device: "Device | None" = None, errno: int = errors.EOPNOTSUPP, **when: Any
+        self,
+        device: "Device | None" = None,
+        errno: int = errors.EOPNOTSUPP,
+        **when: Any,
     ) -> Fault:
         """The adapter refuses transfers that hold a read of no bytes, as some do."""
         return self.add(
-            "transfer", {**_at_device(device), "empty_read": True}, {"errno": errno}, **when
+            "transfer",
+            {**_at_device(device), "empty_read": True},
+            {"errno": errno},
+            **when,
         )
 
     def stuck(
@@ -210,7 +131,9 @@ class Faults:
     def hal_writes(self, *outcomes: tuple[int, int]) -> list[Fault]:
         """The next writes end with these (status, errno) pairs, one after the other."""
         return [
-            self.add("hal_write", {}, {"status": status, "errno": errno}, after=i, times=1)
+            self.add(
+                "hal_write", {}, {"status": status, "errno": errno}, after=i, times=1
+            )
             for i, (status, errno) in enumerate(outcomes)
         ]
 

@@ -19,7 +19,9 @@ class FileWatch:
 
     def __init__(self, path: Path) -> None:
         self._descriptor = _checked(_libc.inotify_init1(IN_NONBLOCK_CLOEXEC))
-        _checked(_libc.inotify_add_watch(self._descriptor, os.fsencode(path), IN_MODIFY))
+        _checked(
+            _libc.inotify_add_watch(self._descriptor, os.fsencode(path), IN_MODIFY)
+        )
 
     def __enter__(self) -> "FileWatch":
         return self

@@ -8,7 +8,9 @@ from dataclasses import dataclass
 from .names import Kind
 
 MAGIC = b"SIMCPLD\0"
-HEADER = struct.Struct("<8sBBBBI")  # magic, kind code, three version numbers, body length
+HEADER = struct.Struct(
+    "<8sBBBBI"
+)  # magic, kind code, three version numbers, body length
 KIND_CODES = {"flop": 0, "pbb": 1, "pdb": 2}
 
 Version = tuple[int, int, int]
@@ -19,7 +21,8 @@ def version_of(text: str | Version) -> Version:
     numbers = tuple(map(int, text.split("."))) if isinstance(text, str) else tuple(text)
     if len(numbers) != 3 or not all(0 <= number <= 15 for number in numbers):
         raise ValueError(f"no CPLD can have the version {text!r}")
-    return numbers
+    major, minor, maintenance = numbers
+    return major, minor, maintenance
 
 
 @dataclass(frozen=True)

@@ -79,9 +79,8 @@ class KeyRing:
         for name, key in self.private.items():
             file = _private_file(private_folder, name)
             file.touch(mode=0o600)
-            file.write_bytes(
-                key.private_bytes(Encoding.PEM, PrivateFormat.PKCS8, NoEncryption())
-            )
+            form = (Encoding.PEM, PrivateFormat.PKCS8, NoEncryption())
+            file.write_bytes(key.private_bytes(*form))  # type: ignore[attr-defined]
 
     def file(self, name: KeyName) -> Path:
         """A public key file of the controller."""

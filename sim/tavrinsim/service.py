@@ -71,9 +71,8 @@ class ServiceProcess:
         return self.wait(timeout)
 
     def abandon(self) -> None:
-        """Kills whatever is left, view included; never raises for a dead process."""
-        self._view.kill()
-        self.wait()
+        """Kills whatever is left, and returns when it is gone; safe after the end."""
+        self.end(signal.SIGKILL)
         if self._handle is not None:
             os.close(self._handle)
             self._handle = None

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import textwrap
 from dataclasses import dataclass
 
 from dbus_next import Variant
@@ -13,11 +14,14 @@ from rich.text import Text
 from . import names
 from .client import Interfaces
 from .connection import BusError
-from .coordinator import SUCCEEDED, Job, Report
 from .device import Device
+from .job import SUCCEEDED, Job, Report
 from .trace import Line
 from .trace_view import render
 from .world import World
+
+# Of a message's body in the trace; a list of all objects would fill the screen.
+BODY_WIDTH = 100
 
 
 @dataclass(frozen=True)
@@ -75,7 +79,7 @@ def show_update(world: World, job: Job, console: Console, timeout: float = 60) -
 
 def show_log(world: World, console: Console) -> None:
     """The service's own log file."""
-    console.print(Text(world.log().rstrip() or "(empty)"))
+    console.print(Text(world.log().rstrip() or "(empty)"), soft_wrap=True)
 
 
 def show_trace(
@@ -124,6 +128,7 @@ def _is_chatter(line: Line) -> bool:
 def _render(line: Line, start: int) -> Text:
     if line["what"] != "bus":
         return render(line, start)
-    call = f"{line['member'] or line['error'] or 'reply'}{tuple(line['body'])}"
     ends = f"{line['sender']} -> {line['destination'] or 'all'}"
-    return Text(f"{(line['t'] - start) / 1e9:10.6f} {'bus':<9}{ends} {call}", style="magenta")
+    name = line["member"] or line["error"] or "reply"
+    body = textwrap.shorten(", ".join(map(str, line["body"])), BODY_WIDTH)
+    return Text(f"{(line['t'] - start) / 1e9:10.6f} bus {ends} {name}({body})", style="magenta")

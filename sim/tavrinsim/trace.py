@@ -32,7 +32,11 @@ class Trace:
         self._lock = threading.RLock()
         self._lines: list[Line] = []
         self._offset = 0
-        self._output = os.open(self.path, os.O_WRONLY | os.O_APPEND | os.O_CLOEXEC)
+        self._output = open(self.path, "ab", buffering=0)
+
+    def close(self) -> None:
+        """Ends recording; reading goes on working."""
+        self._output.close()
 
     def record(self, what: str, **fields: Any) -> None:
         """Appends one line."""
@@ -44,7 +48,7 @@ class Trace:
             **fields,
         }
         # One write a line: the lines of several processes never mix.
-        os.write(self._output, json.dumps(line, default=repr).encode() + b"\n")
+        self._output.write(json.dumps(line, default=repr).encode() + b"\n")
 
     def lines(self) -> list[Line]:
         """All lines so far. The list only ever grows; do not change it."""
@@ -93,14 +97,18 @@ class Trace:
                 if wanted(line):
                     return line
         tail = "\n".join(map(json.dumps, self.lines()[-20:]))
-        raise TraceTimeout(f"not in the trace after {timeout} s: {fields}; it ends with\n{tail}")
+        raise TraceTimeout(
+            f"not in the trace after {timeout} s: {fields}; it ends with\n{tail}"
+        )
 
     def follow(self, start: int = 0) -> Iterator[Line]:
         """Every line from `start` on, for ever: as they come."""
         with FileWatch(self.path) as watch:
             yield from self._growing(watch, start, None)
 
-    def _growing(self, watch: FileWatch, seen: int, deadline: float | None) -> Iterator[Line]:
+    def _growing(
+        self, watch: FileWatch, seen: int, deadline: float | None
+    ) -> Iterator[Line]:
         while True:
             lines = self.lines()
             while seen < len(lines):

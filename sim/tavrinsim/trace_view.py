@@ -24,7 +24,9 @@ def render(line: Line, start: int) -> Text:
 
 def _log(line: Line) -> Text:
     style = "yellow" if line["level"] == ERROR_LEVEL else ""
-    return Text(f"{line['level']} {line['module']} {line['text'].rstrip()}", style=style)
+    return Text(
+        f"{line['level']} {line['module']} {line['text'].rstrip()}", style=style
+    )
 
 
 def _transfer(line: Line) -> Text:
@@ -36,7 +38,9 @@ def _transfer(line: Line) -> Text:
 
 
 def _open(line: Line) -> Text:
-    return Text(f"{line['device']} {line['path']} = {line['result']}").append_text(_error(line))
+    return Text(f"{line['device']} {line['path']} = {line['result']}").append_text(
+        _error(line)
+    )
 
 
 def _error(line: Line) -> Text:
@@ -50,7 +54,9 @@ def _call(line: Line) -> Text:
 
 
 def _device(line: Line) -> Text:
-    return Text(" ").join(Text(str(value), style="green") for value in _own_members(line))
+    return Text(" ").join(
+        Text(str(value), style="green") for value in _own_members(line)
+    )
 
 
 def _anything(line: Line) -> Text:

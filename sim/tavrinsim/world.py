@@ -20,47 +20,27 @@ import os
 import signal
 from collections.abc import Iterable, Mapping
 from contextlib import ExitStack
-from dataclasses import dataclass, field
 from pathlib import Path
 from typing import Any
 
 from . import names, payload
-from .board import Board, Versions
-from .bus import POLICY, PrivateBus
+from .board import Board
+from .bus import PrivateBus
 from .client import Client, Interfaces
-from .coordinator import Coordinator, Job
+from .coordinator import Coordinator
 from .folder import ScratchFolder
 from .image import Version
+from .job import Job
 from .keys import REVISION_CODES, KeyRing
 from .loop import LoopThread
 from .monitor import BusMonitor
 from .neighbours import FruReader, HostState, PlatformIdentity
 from .peer import Peer
 from .service import LAUNCHER, ServiceError, ServiceProcess
+from .setting import Setting
 from .view import Bind, ScratchRoot, View, choose_view
 
 BINARY = Path(__file__).parents[2] / "build" / "tavrinupdate"
-
-
-@dataclass(frozen=True)
-class Setting:
-    """What differs between worlds; the defaults make a healthy controller.
-
-    `counts` are the CPLDs of each kind and `versions` what they run (see
-    `Board.create`); `platform_id` is the platform's number, `fru_complete` whether the
-    FRU read is over at the start, `power_state` the host's state. `policy` is the
-    service's D-Bus policy, `read_only` are paths of the view that refuse writing, `view`
-    is "bwrap" or "proot" where the choice matters.
-    """
-
-    counts: Mapping[str, int] = field(default_factory=lambda: {"pbb": 2, "pdb": 1, "flop": 1})
-    versions: Versions = field(default_factory=dict)
-    platform_id: int = 6
-    fru_complete: bool = True
-    power_state: str = "On"
-    policy: Path = POLICY
-    read_only: tuple[str, ...] = ()
-    view: str | None = None
 
 
 class World:
@@ -134,6 +114,13 @@ class World:
         """The other services of the controller."""
         return (self.coordinator, self.fru_reader, self.host_state, self.platform)
 
+    def peer(self, name: str) -> Peer:
+        """One more peer, on the bus already: a rival for the service's name, say."""
+        peer = Peer(self._loop, self.bus.address, name)
+        self._end.callback(peer.stop)
+        peer.start()
+        return peer
+
     # -- the service -------------------------------------------------------------------
 
     def start(
@@ -178,7 +165,8 @@ class World:
 
     def wait_published(self, timeout: float = 20) -> dict[str, Interfaces]:
         """Waits for the service's objects on the bus; returns all of them."""
-        self.client.wait_for_name(names.SERVICE, timeout)
+        pid = self.service.pid if self.service else None
+        self.client.wait_for_name(names.SERVICE, timeout, pid)
         # The service publishes in one go: it answers only when all objects are there.
         return self.client.managed_objects()
 

@@ -26,7 +26,6 @@
 #include <linux/i2c.h>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <sstream>
 #include <string>
 #include <sys/ioctl.h>
@@ -38,13 +37,18 @@ namespace
 
 using Words = std::istringstream;
 
-std::mutex reportsMutex;
-std::string reports;
+/** The percentages of the present run. */
+std::string& reports()
+{
+    static std::string text;
+    return text;
+}
 
+/** The library says nothing about the thread that this comes on, except that the run waits for it.
+ */
 void report(unsigned int percent)
 {
-    const std::lock_guard guard(reportsMutex);
-    reports += " " + std::to_string(percent);
+    reports() += " " + std::to_string(percent);
 }
 
 std::string withErrno(int result)
@@ -149,11 +153,11 @@ try
 {
     const auto component = next<std::string>(words);
     const auto index = next<unsigned int>(words);
-    reports.clear();
+    reports().clear();
     cpldfwupdate run(component, index, next<std::string>(words), &report, 352);
     const auto codes = run.get_error_code();
     return std::to_string(codes.i2cdriver) + " " + std::to_string(codes.dup) + " " +
-           std::to_string(codes.upd) + " :" + reports;
+           std::to_string(codes.upd) + " :" + reports();
 }
 catch (const std::exception& error)
 {
@@ -173,7 +177,7 @@ std::string hold(Words& words)
     const int error = errno;
     const bool hasCallback = line->HasInterruptCallback();
     return std::to_string(status) + " " + std::to_string(error) + " " +
-           std::to_string(hasCallback) + " " +
+           std::to_string(static_cast<int>(hasCallback)) + " " +
            (hasCallback ? std::to_string(line->UnregisterInterruptCallback()) : "-");
 }
 
@@ -199,7 +203,8 @@ std::string versions(Words& words)
     std::uint64_t change = 0;
     const bool changed = SIPLHasVersionChanged(1, block.get(), &change);
     return std::to_string(status) + " [" + current.data() + "] [" + previous.data() + "] [" +
-           sha256.data() + "] " + std::to_string(changed) + " " + std::to_string(change);
+           sha256.data() + "] " + std::to_string(static_cast<int>(changed)) + " " +
+           std::to_string(change);
 }
 
 /** log TEXT */

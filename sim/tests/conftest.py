@@ -17,10 +17,12 @@ from tavrinsim.names import Kind  # noqa: E402
 
 
 @pytest.fixture
-def board(tmp_path: Path) -> Board:
+def board(tmp_path: Path) -> Iterator[Board]:
     """Two PBB, one PDB, one FLOP, all at 1.2.3."""
     versions = {"pbb": "1.2.3", "pdb": "1.2.3", "flop": "1.2.3"}
-    return Board.create(tmp_path / "board", versions=versions)
+    board = Board.create(tmp_path / "board", versions=versions)
+    yield board
+    board.close()
 
 
 @pytest.fixture

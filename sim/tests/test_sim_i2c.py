@@ -16,8 +16,12 @@ def test_device_paths_open_and_all_other_paths_are_the_kernels(client, board, tm
     assert client.call("close", descriptor) == f"errno {errno.EBADF}"
     assert client.call("open", "/dev/i2c-sim-none") == f"errno {errno.ENOENT}"
     assert client.call("open", tmp_path / "none") == f"errno {errno.ENOENT}"
-    assert [line["device"] for line in board.trace.select(what="open")] == ["PBB_PLD[0]"]
-    assert [line["device"] for line in board.trace.select(what="close")] == ["PBB_PLD[0]"]
+    assert [line["device"] for line in board.trace.select(what="open")] == [
+        "PBB_PLD[0]"
+    ]
+    assert [line["device"] for line in board.trace.select(what="close")] == [
+        "PBB_PLD[0]"
+    ]
 
 
 def test_a_read_continues_at_the_register_written_before(client, board):
@@ -32,7 +36,12 @@ def test_a_write_with_an_empty_read_stores_and_keeps_going(client, board):
     assert bytes(device.registers[0x20:0x22]) == b"\x07\x08"
     line = board.trace.select(what="transfer")[-1]
     assert line["device"] == "PBB_PLD[1]"
-    assert line["messages"][0] == {"addr": ADDRESS, "flags": 0, "len": 3, "data": "200708"}
+    assert line["messages"][0] == {
+        "addr": ADDRESS,
+        "flags": 0,
+        "len": 3,
+        "data": "200708",
+    }
     assert line["messages"][1] == {"addr": ADDRESS, "flags": 1, "len": 0, "data": ""}
 
 
@@ -50,7 +59,13 @@ def test_version_registers_cannot_be_written(client, board):
 
 @pytest.mark.parametrize(
     ("platform_id", "version", "register"),
-    [(4, "0.0.5", 3), (5, "0.0.0", 3), (6, "0.0.5", 8), (4, "0.0.6", 8), (4, "0.1.0", 8)],
+    [
+        (4, "0.0.5", 3),
+        (5, "0.0.0", 3),
+        (6, "0.0.5", 8),
+        (4, "0.0.6", 8),
+        (4, "0.1.0", 8),
+    ],
 )
 def test_the_flop_has_its_port_where_firmware_and_platform_put_it(
     client, board, platform_id, version, register
@@ -86,7 +101,9 @@ def test_open_fails_as_often_as_told(client, board):
 
 def test_transfers_fail_by_register_and_operation(client, board):
     device = board.device("pbb")
-    board.faults.transfer(device, errno=errno.EIO, register=4, operation="write", times=1)
+    board.faults.transfer(
+        device, errno=errno.EIO, register=4, operation="write", times=1
+    )
     fd = client.call("open", device.path)
     assert client.call("rdwr", fd, ADDRESS, 1, 4) == "2 01"
     assert client.call("rdwr", fd, ADDRESS, 0, 4, 0) == f"errno {errno.EIO}"
@@ -149,7 +166,9 @@ def test_registers_outlive_the_process(start_client, board):
     first.call("rdwr", first.call("open", device.path), ADDRESS, 0, 4, 0)
     first.kill()
     second = start_client()
-    assert second.call("rdwr", second.call("open", device.path), ADDRESS, 1, 4) == "2 00"
+    assert (
+        second.call("rdwr", second.call("open", device.path), ADDRESS, 1, 4) == "2 00"
+    )
 
 
 def test_a_new_path_list_is_in_force_at_once(client, board: Board):

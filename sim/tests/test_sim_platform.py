@@ -26,7 +26,12 @@ def test_the_hold_line(client, board):
     assert client.call("hold", 0) == "0 0 0 -"
     assert board.hold_line == 0
     names = [line["name"] for line in board.trace.select(what="call")]
-    assert names == ["hal.read_config", "hal.write_bit", "hal.has_interrupt", "hal.destroy"]
+    assert names == [
+        "hal.read_config",
+        "hal.write_bit",
+        "hal.has_interrupt",
+        "hal.destroy",
+    ]
 
 
 def test_hold_line_writes_fail_in_turn(client, board):
@@ -45,22 +50,32 @@ def test_a_line_without_configuration_and_one_with_a_callback(client, board):
 
 
 def test_the_software_inventory_answers_by_component(client, board):
-    board.software(PBB, current="1.0", previous="0.9", sha256="ab" * 32, change_value=77)
+    board.software(
+        PBB, current="1.0", previous="0.9", sha256="ab" * 32, change_value=77
+    )
     board.software(FLOP, changed=True)
-    assert client.call("versions", PBB.component_id) == f"0 [1.0] [0.9] [{'ab' * 32}] 0 77"
+    assert (
+        client.call("versions", PBB.component_id) == f"0 [1.0] [0.9] [{'ab' * 32}] 0 77"
+    )
     assert client.call("versions", FLOP.component_id) == "0 [] [] [] 1 0"
 
 
 def test_long_texts_are_cut_to_the_callers_buffers(client, board):
     board.software(PBB, current="1" * 100, sha256="f" * 100)
-    assert client.call("versions", PBB.component_id) == f"0 [{'1' * 31}] [] [{'f' * 64}] 0 0"
+    assert (
+        client.call("versions", PBB.component_id)
+        == f"0 [{'1' * 31}] [] [{'f' * 64}] 0 0"
+    )
 
 
 def test_inventory_faults_and_the_recorded_block(client, board):
     board.faults.versions(PBB, status=-4)
     assert client.call("versions", PBB.component_id).startswith("-4 []")
     line = board.trace.select(name="sipl.get_available_versions")[0]
-    assert line["args"]["record"] == "00" * 60 + PBB.component_id.to_bytes(3, "little").hex()
+    assert (
+        line["args"]["record"]
+        == "00" * 60 + PBB.component_id.to_bytes(3, "little").hex()
+    )
     assert (line["args"]["version_size"], line["args"]["sha256_size"]) == (32, 65)
     board.faults.allocation()
     assert client.call("versions", PBB.component_id) == "null"

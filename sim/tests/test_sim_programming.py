@@ -33,7 +33,11 @@ def test_a_new_flop_firmware_moves_its_port_register(client, board, make_payload
     client.call("program", "FLOP", 0, make_payload(FLOP, "0.0.6"))
     fd = client.call("open", device.path)
     client.call("rdwr", fd, ADDRESS, 0, 3, 0)
-    assert (device.version, device.port_register, device.port_open) == ("0.0.6", 8, False)
+    assert (device.version, device.port_register, device.port_open) == (
+        "0.0.6",
+        8,
+        False,
+    )
 
 
 def test_nothing_is_written_through_a_closed_port(client, board, make_payload):
@@ -49,8 +53,14 @@ def test_nothing_is_written_through_a_closed_port(client, board, make_payload):
         (None, "0 0 1 :"),
         (bytes(300), "0 0 2 :"),
         (bytes(100), "0 0 2 :"),
-        (bytes(124) + b"SIMCPLD\0" + bytes([2, 1, 1, 1, 0, 0, 0, 0]) + bytes(96), "0 0 3 :"),
-        (bytes(124) + b"SIMCPLD\0" + bytes([1, 1, 1, 1, 9, 0, 0, 0]) + bytes(96), "0 0 4 :"),
+        (
+            bytes(124) + b"SIMCPLD\0" + bytes([2, 1, 1, 1, 0, 0, 0, 0]) + bytes(96),
+            "0 0 3 :",
+        ),
+        (
+            bytes(124) + b"SIMCPLD\0" + bytes([1, 1, 1, 1, 9, 0, 0, 0]) + bytes(96),
+            "0 0 4 :",
+        ),
     ],
     ids=["missing", "no image", "too short", "other kind", "wrong length"],
 )
@@ -78,7 +88,9 @@ def test_scripted_percentages_and_codes(client, board, make_payload):
     assert client.call("program", "PBB_PLD", 0, payload) == f"0 0 0 : {TENS}"
 
 
-def test_a_run_that_fails_halfway_leaves_an_interrupted_image(client, board, make_payload):
+def test_a_run_that_fails_halfway_leaves_an_interrupted_image(
+    client, board, make_payload
+):
     device = board.device("pbb")
     device.port_open = True
     board.faults.programming(fail_at=5, codes=(0, 0, 5))
@@ -134,7 +146,9 @@ def test_a_gate_releases_a_run(client, board, make_payload):
     assert client.answer() == f"0 0 0 : {TENS}"
 
 
-def test_a_port_that_closes_during_the_run_ends_it(client, start_client, board, make_payload):
+def test_a_port_that_closes_during_the_run_ends_it(
+    client, start_client, board, make_payload
+):
     device = board.device("pbb")
     device.port_open = True
     gate = board.faults.gate()
@@ -151,4 +165,7 @@ def test_a_port_that_closes_during_the_run_ends_it(client, start_client, board, 
 def test_progress_from_another_thread(client, board, make_payload):
     board.device("pbb").port_open = True
     board.faults.programming(other_thread=True, percents=[100])
-    assert client.call("program", "PBB_PLD", 0, make_payload(PBB, "2.0.0")) == "0 0 0 : 100"
+    assert (
+        client.call("program", "PBB_PLD", 0, make_payload(PBB, "2.0.0"))
+        == "0 0 0 : 100"
+    )

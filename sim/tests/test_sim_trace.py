@@ -53,7 +53,9 @@ def test_every_kind_of_line_can_be_shown_to_a_person(client, board):
     client.call("log", "hello")
     client.call("hold", 0)
     command = [sys.executable, "-m", "tavrinsim.trace", board.trace.path]
-    shown = subprocess.run(command, cwd=SIM, capture_output=True, text=True, check=True).stdout
+    shown = subprocess.run(
+        command, cwd=SIM, capture_output=True, text=True, check=True
+    ).stdout
     for part in ("PBB_PLD[0] write 00, read 2103", "port-opened", "4 352 [hello] 7"):
         assert part in shown
     assert len(shown.splitlines()) == len(board.trace.lines())

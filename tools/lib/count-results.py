@@ -1,29 +1,45 @@
 #!/usr/bin/python3
-"""Sums up JUnit reports: prints `N passed, N failed`, fails where a test failed or none ran."""
+"""Sums up test runs: prints `N passed, N failed` and fails where anything failed or nothing ran.
 
+usage: count-results.py REPORT:STATUS...
+
+REPORT is a run's JUnit report, STATUS its exit status. A run that failed without a failed test in
+its report (a crash, a report that was never written) counts as one failure.
+"""
+
+import pathlib
 import sys
 import xml.etree.ElementTree as ElementTree
+from collections import Counter
 
 
-def count(paths: list[str]) -> tuple[int, int, int]:
-    """Number of test cases that passed, failed and were skipped."""
-    passed = failed = skipped = 0
-    for path in paths:
-        for case in ElementTree.parse(path).iter("testcase"):
+def count(report: pathlib.Path) -> Counter[str]:
+    """Number of test cases by how they ended."""
+    ends: Counter[str] = Counter()
+    if report.exists():
+        for case in ElementTree.parse(report).iter("testcase"):
             if case.find("failure") is not None or case.find("error") is not None:
-                failed += 1
+                ends["failed"] += 1
             elif case.find("skipped") is not None:
-                skipped += 1
+                ends["skipped"] += 1
             else:
-                passed += 1
-    return passed, failed, skipped
+                ends["passed"] += 1
+    return ends
 
 
 def main() -> int:
-    passed, failed, skipped = count(sys.argv[1:])
-    tail = f", {skipped} skipped" if skipped else ""
-    print(f"{passed} passed, {failed} failed{tail}")
-    return 0 if passed and not failed else 1
+    total: Counter[str] = Counter()
+    for run in sys.argv[1:]:
+        name, _, status = run.rpartition(":")
+        ends = count(pathlib.Path(name))
+        if status != "0" and not ends["failed"]:
+            print(f"{name}: the run ended with status {status}, but no test in it failed")
+            ends["failed"] += 1
+        total += ends
+    if total["skipped"]:
+        print(f"{total['skipped']} skipped")
+    print(f"{total['passed']} passed, {total['failed']} failed")
+    return 0 if total["passed"] and not total["failed"] else 1
 
 
 if __name__ == "__main__":

@@ -14,7 +14,7 @@ run_packages=(
     bubblewrap proot dbus systemd
     python3-cryptography python3-dbus-next python3-pytest python3-rich
 )
-lint_packages=(clang-format clang-tidy)
+lint_packages=(clang-format clang-tidy git)
 
 say() { printf '\n== %s\n' "$*"; }
 
@@ -24,6 +24,12 @@ missing_packages() {
         [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" = installed ] ||
             printf '%s\n' "$package"
     done
+}
+
+# Runs a command; what it prints is shown only when it fails.
+quietly() {
+    local output
+    output=$("$@" 2>&1) || { printf '%s\n' "$output" >&2 && return 1; }
 }
 
 # Installs those of the named packages that are missing; as an ordinary user, says what is needed.
@@ -38,20 +44,21 @@ ensure_packages() {
     fi
     say "Installing $(echo "$missing" | wc -l) packages: $(echo $missing)"
     export DEBIAN_FRONTEND=noninteractive
-    apt-get -qq update
+    quietly apt-get -qq update
     # shellcheck disable=SC2086
-    apt-get -qq -y -o Dpkg::Use-Pty=0 install --no-install-recommends $missing >/dev/null
+    quietly apt-get -qq -y install --no-install-recommends $missing
 }
 
-# Configures the build folder where that has not been done, and builds.
+# Builds targets (all of them where none is named) in build/, which it configures if need be.
 build() {
-    local folder=$1
-    shift
-    say "Building in ${folder#"$root"/}"
-    if [ ! -f "$folder/build.ninja" ]; then
-        meson setup "$folder" "$root" "$@"
-    else
-        meson configure "$folder" "$@"
+    # A warning stops a change, but not somebody's newer compiler.
+    local werror=false
+    [ -n "${CI:-}" ] && werror=true
+    say "Building"
+    if [ ! -f "$root/build/build.ninja" ]; then
+        meson setup "$root/build" "$root" -Dwerror="$werror"
+    elif [ -n "${CI:-}" ]; then
+        meson configure "$root/build" -Dwerror=true
     fi
-    ninja -C "$folder"
+    ninja -C "$root/build" "$@"
 }

@@ -70,7 +70,7 @@ class SdBusError final : public internal_exception
     const sd_bus_error* get_error() const noexcept;
 
   private:
-    sd_bus_error error_ = SD_BUS_ERROR_NULL;
+    sd_bus_error error_{};
     std::string what_;
 };
 

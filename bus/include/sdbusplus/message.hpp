@@ -62,7 +62,7 @@ class message
     auto unpack()
     {
         std::tuple<Values...> values;
-        std::apply([this](auto&... value) { read(value...); }, values);
+        std::apply([this](auto&... value) { this->read(value...); }, values);
         if constexpr (sizeof...(Values) == 1)
         {
             return std::get<0>(std::move(values));

@@ -1,0 +1,229 @@
+/** @file A connection that an event loop serves. */
+
+#include "component.hpp"
+#include "private_bus.hpp"
+
+#include <sdbusplus/asio/connection.hpp>
+#include <sdbusplus/bus/match.hpp>
+#include <sdbusplus/exception.hpp>
+
+#include <boost/asio/post.hpp>
+#include <boost/asio/steady_timer.hpp>
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <memory>
+#include <stdexcept>
+
+namespace bus_test
+{
+namespace
+{
+
+using sdbusplus::asio::connection;
+
+constexpr auto path = "/com/example/thing";
+constexpr auto news_rule = "type='signal',interface='com.example.News'";
+
+class Loop : public ::testing::Test
+{
+  protected:
+    Loop()
+    {
+        setenv("DBUS_SYSTEM_BUS_ADDRESS", bus.address().c_str(), 1);
+        setenv("DBUS_STARTER_BUS_TYPE", "system", 1);
+        // Only a failing test waits that long.
+        deadline.expires_after(std::chrono::seconds(20));
+        deadline.async_wait(
+            [this](const auto& error)
+            {
+                if (!error)
+                {
+                    ADD_FAILURE() << "what the test waits for does not come";
+                    io.stop();
+                }
+            });
+    }
+
+    std::shared_ptr<connection> new_connection()
+    {
+        auto fresh = sdbusplus::bus::new_system();
+        fresh.set_should_close(false);
+        const std::unique_ptr<sd_bus, decltype(&sd_bus_unref)> native(fresh.release(),
+                                                                      sd_bus_unref);
+        return std::make_shared<connection>(io, native.get());
+    }
+
+    static void send_news(const sdbusplus::bus_t& from)
+    {
+        from.new_signal("/a", "com.example.News", "Heard").signal_send();
+        from.flush();
+    }
+
+    /** A blocking call; what was sent before it on the same connection has come back by its end. */
+    static void ask_the_bus(sdbusplus::bus_t& from)
+    {
+        auto call = from.new_method_call("org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                         "org.freedesktop.DBus", "GetId");
+        from.call(call);
+    }
+
+    PrivateBus bus;
+    boost::asio::io_context io;
+
+  private:
+    boost::asio::steady_timer deadline{io};
+};
+
+TEST_F(Loop, ServesCalls)
+{
+    const auto service = new_connection();
+    const auto client = new_connection();
+    UpdateObject object(*service, path);
+    object.on_update = [this](auto&, uint32_t transaction)
+    {
+        EXPECT_EQ(transaction, 7U);
+        io.stop();
+        return 0;
+    };
+    auto call = client->new_method_call(service->get_unique_name().c_str(), path,
+                                        CompUpdate::interface, "CompFirmwareUpdate");
+    call.append("PBBCPLD.Embedded.1", uint32_t{7});
+    ASSERT_GE(sd_bus_send(nullptr, call.get(), nullptr), 0);
+    client->flush();
+    io.run();
+}
+
+TEST_F(Loop, ServesAllThatCameAtOnce)
+{
+    constexpr int sent = 100;
+    int seen = 0;
+    const auto client = new_connection();
+    const sdbusplus::bus::match_t match(*client, news_rule,
+                                        [&](sdbusplus::message_t&)
+                                        {
+                                            if (++seen == sent)
+                                            {
+                                                io.stop();
+                                            }
+                                        });
+    const auto service = new_connection();
+    for (int i = 0; i < sent; ++i)
+    {
+        send_news(*service);
+    }
+    io.run();
+    EXPECT_EQ(seen, sent);
+}
+
+TEST_F(Loop, ServesWhatABlockingCallLeftBehindBeforeIt)
+{
+    const auto client = new_connection();
+    const sdbusplus::bus::match_t match(*client, news_rule,
+                                        [this](sdbusplus::message_t&) { io.stop(); });
+    send_news(*client);
+    ask_the_bus(*client);
+    io.run();
+}
+
+TEST_F(Loop, DefaultConnectionIsTheThreadsOwn)
+{
+    const connection on_default(io);
+    EXPECT_EQ(sdbusplus::bus::new_default().get_unique_name(), on_default.get_unique_name());
+    EXPECT_EQ(sdbusplus::bus::new_default_system().get_unique_name(), on_default.get_unique_name());
+}
+
+TEST_F(Loop, WithoutABusThereIsNoConnection)
+{
+    setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/no/such/bus", 1);
+    try
+    {
+        const connection none(io);
+        FAIL() << "connected";
+    }
+    catch (const sdbusplus::exception::SdBusError& e)
+    {
+        EXPECT_STREQ(e.what(),
+                     "sdbusplus::bus_t sdbusplus::bus::new_default(): "
+                     "org.freedesktop.DBus.Error.FileNotFound: No such file or directory");
+    }
+}
+
+TEST_F(Loop, ExceptionOfAHandlerComesOutAndTheConnectionIsNotServedAnyMore)
+{
+    const auto service = new_connection();
+    const auto client = new_connection();
+    UpdateObject object(*service, path);
+    int calls = 0;
+    object.on_update = [&calls](auto&, auto) -> int32_t
+    {
+        ++calls;
+        throw std::runtime_error("out of a handler");
+    };
+    const auto call_once = [&]
+    {
+        auto call = client->new_method_call(service->get_unique_name().c_str(), path,
+                                            CompUpdate::interface, "CompFirmwareUpdate");
+        call.append("", uint32_t{0});
+        ASSERT_GE(sd_bus_send(nullptr, call.get(), nullptr), 0);
+        client->flush();
+    };
+    call_once();
+    EXPECT_THROW(io.run(), std::runtime_error);
+
+    const sdbusplus::bus::match_t match(*client, news_rule,
+                                        [this](sdbusplus::message_t&) { io.stop(); });
+    call_once();
+    send_news(*client);
+    io.run();
+    EXPECT_EQ(calls, 1);
+}
+
+TEST_F(Loop, EndOfTheBusComesOut)
+{
+    const auto service = new_connection();
+    bus.stop();
+    try
+    {
+        io.run();
+        FAIL() << "went on";
+    }
+    catch (const sdbusplus::exception::SdBusError& e)
+    {
+        EXPECT_STREQ(e.what(), "sd_bus_process discard: org.freedesktop.DBus.Error.Disconnected: "
+                               "Connection reset by peer");
+    }
+}
+
+TEST_F(Loop, ConnectionLeavesItsSocketOpenAndItsWorkUndone)
+{
+    auto kept = sdbusplus::bus::new_system();
+    const int descriptor = kept.get_fd();
+    sd_bus* native = kept.release();
+    kept = sdbusplus::bus_t(native, std::false_type());
+    std::make_shared<connection>(io, native).reset();
+    EXPECT_NE(fcntl(descriptor, F_GETFD), -1);
+    EXPECT_NO_THROW(ask_the_bus(kept));
+    // What the connection had posted finds nobody.
+    EXPECT_NO_THROW(io.poll());
+}
+
+TEST_F(Loop, ConnectionMayEndWhileItWaits)
+{
+    auto ending = new_connection();
+    io.poll();
+    ending.reset();
+    EXPECT_NO_THROW(io.poll());
+}
+
+TEST_F(Loop, ConnectionKnowsItsLoop)
+{
+    EXPECT_EQ(&new_connection()->get_io_context(), &io);
+}
+
+} // namespace
+} // namespace bus_test

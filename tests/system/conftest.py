@@ -1,0 +1,95 @@
+"""Fixtures of the system tests: the real service in simulated controllers."""
+
+from __future__ import annotations
+
+import sys
+from collections.abc import Callable, Iterator
+from contextlib import ExitStack
+from pathlib import Path
+from typing import Any
+
+import pytest
+
+ROOT = Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(ROOT / "sim"))
+
+# Found through the path above.
+from tavrinsim.setting import Setting  # noqa: E402
+from tavrinsim.world import BINARY, World  # noqa: E402
+
+BuildWorld = Callable[..., World]
+FindDouble = Callable[[str], Path]
+
+
+def pytest_addoption(parser: pytest.Parser) -> None:
+    """`--binary=PATH` names the service to be tested; its libraries lie beside it."""
+    parser.addoption("--binary", type=Path, default=BINARY, help="the service to be tested")
+
+
+@pytest.fixture(scope="session")
+def binary(request: pytest.FixtureRequest) -> Path:
+    """The service to be tested."""
+    path = Path(request.config.getoption("--binary")).resolve()
+    if not path.exists():
+        pytest.fail(f"{path} is missing: build the project first")
+    return path
+
+
+@pytest.fixture(scope="session")
+def find_double(binary: Path) -> FindDouble:
+    """Finds a library of `doubles/` by its name, for `world.start(preload=[...])`."""
+
+    def find(name: str) -> Path:
+        path = binary.parent / "tests" / "system" / "doubles" / f"lib{name}.so"
+        if not path.exists():
+            pytest.fail(f"{path} is missing: build the project's tests first")
+        return path
+
+    return find
+
+
+def _world_builder(binary: Path, worlds: ExitStack) -> BuildWorld:
+    def build(**setting: Any) -> World:
+        return worlds.enter_context(World(binary, Setting(**setting)))
+
+    return build
+
+
+@pytest.fixture
+def build_world(binary: Path) -> Iterator[BuildWorld]:
+    """Builds controllers of any setting: `build_world(counts={"pbb": 1, ...})`.
+
+    The service in it is not started. All of it is gone after the test.
+    """
+    with ExitStack() as worlds:
+        yield _world_builder(binary, worlds)
+
+
+@pytest.fixture(scope="module")
+def build_shared_world(binary: Path) -> Iterator[BuildWorld]:
+    """The same for controllers that all tests of a file share."""
+    with ExitStack() as worlds:
+        yield _world_builder(binary, worlds)
+
+
+@pytest.fixture
+def world(build_world: BuildWorld) -> World:
+    """A healthy controller with 2 PBB, 1 PDB and 1 FLOP; the service is not started."""
+    return build_world()
+
+
+@pytest.fixture
+def service(world: World) -> World:
+    """The same with the service started and its objects published."""
+    world.start()
+    world.wait_published()
+    return world
+
+
+@pytest.fixture(scope="module")
+def shared_service(build_shared_world: BuildWorld) -> World:
+    """As `service`, one for all tests of a file: they leave it as they found it."""
+    world = build_shared_world()
+    world.start()
+    world.wait_published()
+    return world

@@ -1,0 +1,65 @@
+"""The release of the power-on hold line, through the platform's hardware abstraction."""
+
+from __future__ import annotations
+
+from .reports import Lines
+
+LINE = "HOLD_S5_FLOP_CPLD_UPDATE"
+TAG = "[cpld_update_holdS5]"
+
+
+def begun(found: bool = True) -> Lines:
+    """The request, and the line's configuration."""
+    return [f"T {TAG} : x:0\n", configuration(found)]
+
+
+def configuration(found: bool = True) -> str:
+    """The configuration is read."""
+    return f"call hal.read_config({LINE}) = {found}"
+
+
+def absent() -> Lines:
+    """There is no configuration, once more."""
+    return [configuration(False), "L 2/273 [WriteIOBit]: ERROR, halData is NULL"]
+
+
+def written(status: int = 0, errno: int = 0) -> str:
+    """The bit is written."""
+    return f"call hal.write_bit({LINE}, 0) = {{'status': {status}, 'errno': {errno}}}"
+
+
+def cleared() -> str:
+    """The line about the success; it has no end."""
+    return f"T {TAG}: Successfully cleared {LINE} flag"
+
+
+def failed(status: int, text: str) -> str:
+    """The line about a failed attempt; it has no end."""
+    return (
+        f"E {TAG}: Error clearing {LINE} flag; "
+        f"HAL write operation returned status {status} error={text}"
+    )
+
+
+def released() -> Lines:
+    """The configuration object is given back."""
+    return [
+        f"call hal.has_interrupt({LINE}) = False",
+        f"call hal.destroy({LINE})",
+        f"L 5/273 [~HAL_cfgdata]: Deleted halData for [{LINE}]",
+    ]
+
+
+def released_with_interrupt(status: int) -> Lines:
+    """The same for an object that carries an interrupt callback."""
+    return [
+        f"call hal.has_interrupt({LINE}) = True",
+        f"call hal.unregister_interrupt({LINE}) = {status}",
+        f"L 5/273 [~HAL_cfgdata]: UnregisterInterruptCallback for [{LINE}], ret= {status}",
+        *released()[1:],
+    ]
+
+
+def whole() -> Lines:
+    """A release that succeeds at once."""
+    return [*begun(), written(), cleared(), *released()]

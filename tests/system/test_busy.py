@@ -1,0 +1,117 @@
+"""Jobs that come while another one runs, and jobs that come right after it."""
+
+from __future__ import annotations
+
+from collections.abc import Iterator
+
+import pytest
+from expected import worker
+from jobs import Outcome, break_library, followed, run, run_job, scan_blocked, update
+from tavrinsim.coordinator import Job, Report
+from tavrinsim.faults import Gate
+from tavrinsim.names import PBB
+from tavrinsim.world import World
+
+
+class Running:
+    """An update of the first PBB, held in the middle of its programming run."""
+
+    def __init__(self, world: World, job: Job, gate: Gate, done: Outcome) -> None:
+        self.world = world
+        self.job = job
+        self.gate = gate
+        self.done = done
+
+
+@pytest.fixture
+def running(service: World) -> Iterator[Running]:
+    """Goes on when the test opens its gate, at the latest when the test is over."""
+    gate = service.board.faults.gate()
+    service.board.faults.programming(pause_at=5, gate=gate)
+    job = service.job("PBBCPLD.Embedded.1", service.payload("pbb", "2.3.4"))
+    with followed(service, job) as done:
+        assert service.coordinator.update(job) == 0
+        gate.wait_reached()
+        yield Running(service, job, gate, done)
+        gate.open()
+
+
+def refusal(fqdd: str) -> list[str]:
+    """All that a busy service does for a job."""
+    return [
+        f"E [flop_update_handler] : Unable to start update of {fqdd}. Another update is running\n"
+    ]
+
+
+def test_a_busy_service_refuses_in_one_line_and_reports_nothing(running: Running) -> None:
+    world = running.world
+    payload = world.payload("pbb", "3.4.5")
+    place = {"component_id": PBB.component_id, "path": PBB.object_path(2)}
+    jobs = ["PBBCPLD.Embedded.1", "PBBCPLD.Embedded.2", "PDBCPLD.Embedded.1", "CPLD.IOBay.1"]
+    for fqdd in (*jobs, "nobody.1", "", "PBBCPLD.Embedded.99999999999"):
+        done = run(world, fqdd, payload, **place)
+        assert (done.result, done.steps, done.reports) == (1, refusal(fqdd), [])
+    assert not scan_blocked(world, "PBBCPLD.Embedded.2")
+
+
+def test_the_running_job_keeps_its_own_name_and_number(running: Running) -> None:
+    world, job = running.world, running.job
+    other = world.job("PBBCPLD.Embedded.2", world.payload("pbb", "9.9.9"), job_id="JID_2")
+    assert run_job(world, other).result == 1
+    running.gate.open()
+    outcome = world.coordinator.wait_outcome(job.transaction)
+    assert (outcome.fqdd, outcome.status, outcome.percent) == (job.fqdd, 28, 100)
+    told = [(r.fqdd, r.transaction) for r in world.coordinator.reports]
+    assert set(told) == {(job.fqdd, job.transaction)}
+    expected = [(4, 0), *((4, percent) for percent in worker.NORMAL_COURSE), (28, 100)]
+    assert [(r.status, r.percent) for r in world.coordinator.reports] == expected
+    assert [device.version for device in world.board.devices[:2]] == ["2.3.4", "1.0.0"]
+
+
+def test_the_next_job_may_be_sent_from_the_handler_of_the_last_report(service: World) -> None:
+    first = service.job("PBBCPLD.Embedded.1", service.payload("pbb", "2.3.4"))
+    second = service.job("CPLD.IOBay.1", service.payload("flop", "3.4.5"))
+    results: list[int] = []
+
+    async def send_next(report: Report) -> None:
+        if report.final and report.transaction == first.transaction:
+            results.append(await service.coordinator.update_async(second))
+
+    service.coordinator.on_report = send_next
+    assert service.coordinator.update(first) == 0
+    assert service.coordinator.wait_outcome(second.transaction).status == 28
+    assert results == [0]
+    whole = [(4, 0), *((4, percent) for percent in worker.NORMAL_COURSE), (28, 100)]
+    for job in (first, second):
+        told = service.coordinator.reports_of(job.transaction)
+        assert [(r.fqdd, r.status, r.percent) for r in told] == [
+            (job.fqdd, *step) for step in whole
+        ]
+    assert service.board.device("flop").version == "3.4.5"
+
+
+def test_a_job_sent_from_the_handler_of_an_earlier_report_is_refused(service: World) -> None:
+    first = service.job("PBBCPLD.Embedded.1", service.payload("pbb", "2.3.4"))
+    second = service.job("CPLD.IOBay.1", service.payload("flop", "3.4.5"))
+    results: list[int] = []
+
+    async def send_early(report: Report) -> None:
+        if (report.transaction, report.percent) == (first.transaction, 50):
+            results.append(await service.coordinator.update_async(second))
+
+    service.coordinator.on_report = send_early
+    with followed(service, first):
+        assert service.coordinator.update(first) == 0
+    assert results == [1]
+    assert service.coordinator.reports_of(second.transaction) == []
+    assert service.coordinator.reports[-1].status == 28
+
+
+@pytest.mark.parametrize("codes", [(0, 0, 0), (0, 0, 1)], ids=["success", "failure"])
+def test_the_service_is_free_again_after_an_outcome(
+    service: World, codes: tuple[int, int, int]
+) -> None:
+    service.board.faults.programming(percents=[0, 100], codes=codes)
+    assert update(service, "pdb").result == 0
+    break_library(service)
+    assert update(service, "pdb").result == 0

@@ -1,0 +1,153 @@
+"""The service's own log file: its records, their offsets, and how it stays small."""
+
+from __future__ import annotations
+
+from collections.abc import Callable
+
+import pytest
+from dbus_next import Variant
+from sequence import logs
+from tavrinsim import names
+from tavrinsim.names import PBB
+from tavrinsim.world import World
+from watching import answer, start_pending
+
+LIMIT = 9216
+TRIMMED = 1024
+NOT_OPENED = "[addlog] : logging: Failed to open log file: /var/log/tavrinupdate.log\n"
+
+
+def after(contents: bytes, *messages: str) -> bytes:
+    """What the file holds after these messages."""
+    for message in messages:
+        contents += f"{len(contents)} : ".encode() + message.encode()[:1023]
+        if len(contents) >= LIMIT:
+            contents = contents[TRIMMED:]
+    return contents
+
+
+def errors(world: World, mark: int = 0) -> list[str]:
+    """The lines of the error log, as the platform log got them."""
+    return [line[2:] for line in logs(world, mark) if line.startswith("E ")]
+
+
+def make_record(world: World, filler: str = "") -> str:
+    """Makes the service write one record; its message."""
+    mark = world.trace.mark()
+    value = Variant("s", "x")
+    world.fru_reader.announce({"FRUreadComplete": value, filler: value})
+    answer(world)
+    (message,) = errors(world, mark)
+    return message
+
+
+@pytest.fixture
+def pending(world: World) -> World:
+    """A service that waits for the FRU read."""
+    start_pending(world)
+    return world
+
+
+def test_the_file_holds_the_error_log_each_record_behind_its_offset(service: World) -> None:
+    records = errors(service)
+    assert len(records) == 12
+    assert service.log_file.read_bytes() == after(b"", *records)
+    assert service.log().startswith("0 : [readCpldVersion] : PBB_PLD count 2\n40 : [tavrinWR]")
+
+
+def test_the_platform_log_alone_gets_the_trace_lines(service: World) -> None:
+    lines = {(line["level"], line["module"]) for line in service.trace.select(what="log")}
+    assert lines == {(1, 352), (4, 352)}
+    assert "Host State" not in service.log()
+
+
+def test_a_message_without_an_end_is_followed_on_the_same_line(world: World) -> None:
+    world.platform.stop()
+    world.start()
+    world.wait_published()
+    assert "[GetPlatformID]: Exception occurred5" in world.log()
+    assert world.log_file.read_bytes() == after(b"", *errors(world))
+
+
+def test_a_restart_goes_on_where_the_file_ends(service: World) -> None:
+    first = service.log_file.read_bytes()
+    mark = service.trace.mark()
+    process = service.restart()
+    service.client.wait_for_name(pid=process.pid)
+    answer(service)
+    assert service.log_file.read_bytes() == after(first, *errors(service, mark))
+
+
+@pytest.mark.parametrize("size", [0, 1, 9000, 9100, 9214, 9215, 9216, 20000])
+def test_a_record_that_reaches_the_limit_drops_the_first_kilobyte(
+    pending: World, size: int
+) -> None:
+    before = bytes(ord("a") + i // TRIMMED for i in range(size))
+    pending.log_file.write_bytes(before)
+    message = make_record(pending)
+    expected = before + f"{size} : {message}".encode()
+    assert pending.log_file.read_bytes() == (
+        expected[TRIMMED:] if len(expected) >= LIMIT else expected
+    )
+
+
+def test_the_limit_itself_is_too_much_and_one_byte_less_is_not(pending: World) -> None:
+    record = len(f"9000 : {make_record(pending)}")
+    for size, trimmed in ((LIMIT - record - 1, False), (LIMIT - record, True)):
+        pending.log_file.write_bytes(b"x" * size)
+        make_record(pending)
+        left = size + record - (TRIMMED if trimmed else 0)
+        assert pending.log_file.stat().st_size == left
+
+
+def test_over_a_long_time_the_file_stays_below_its_limit(pending: World) -> None:
+    for _ in range(60):
+        make_record(pending)
+    messages = errors(pending)
+    assert len("".join(messages)) > TRIMMED
+    assert pending.log_file.read_bytes() == after(b"", *messages)
+
+
+def test_a_long_message_is_cut_in_the_file_only(service: World) -> None:
+    before, mark = service.log_file.read_bytes(), service.trace.mark()
+    fqdd = "PBBCPLD.Embedded" + "x" * 3000
+    assert service.coordinator.request(PBB.object_path(1), fqdd, 1) == 1
+    (message,) = errors(service, mark)
+    assert fqdd in message
+    assert (
+        service.log_file.read_bytes() == before + f"{len(before)} : {message[:1023]}".encode()
+    )
+
+
+def test_bytes_that_are_no_text_go_through_unchanged(service: World) -> None:
+    before = service.log_file.read_bytes()
+    service.coordinator.request(PBB.object_path(1), "Größe\t%s %n", 1)
+    assert service.log_file.read_bytes().endswith("Incorrect FQDD=Größe\t%s %n\n".encode())
+    assert service.log_file.read_bytes().startswith(before + f"{len(before)} : ".encode())
+
+
+def test_without_a_file_the_platform_log_says_so_and_the_service_goes_on(
+    build_world: Callable[..., World],
+) -> None:
+    world = build_world(read_only=("/var/log",))
+    world.start()
+    world.wait_published()
+    lines = logs(world)
+    follows = [following for line, following in zip(lines, lines[1:]) if line.startswith("E ")]
+    assert follows == [f"L 1/337 {NOT_OPENED}"] * 12
+    assert not world.log_file.exists()
+    assert len(world.client.managed_objects()) == 4
+
+
+def test_a_file_that_is_removed_comes_back(pending: World) -> None:
+    pending.log_file.unlink()
+    message = make_record(pending)
+    assert pending.log() == f"0 : {message}"
+
+
+def test_a_folder_in_the_files_place_costs_no_more_than_the_records(world: World) -> None:
+    world.log_file.mkdir()
+    world.start()
+    world.wait_published()
+    assert f"L 1/337 {NOT_OPENED}" in logs(world)
+    assert names.PBB.object_path(1) in world.client.managed_objects()

@@ -1,0 +1,107 @@
+"""The end of the process: always with status 0, and with lines that say why."""
+
+from __future__ import annotations
+
+import signal
+
+import pytest
+from conftest import FindDouble
+from expected import start
+from sequence import logs
+from tavrinsim.world import World
+
+DESTROYED = "T [~Tavrinupdate] : DESTRUCTOR called\n"
+EXITING = "T [main]: Exiting process ..."
+
+NO_MEMORY = "org.freedesktop.DBus.Error.NoMemory: Cannot allocate memory"
+
+
+def test_without_a_bus_the_service_says_so_and_ends(world: World) -> None:
+    assert world.start(bus=False).wait() == 0
+    (error, last) = logs(world)
+    assert error.startswith("E [main] : DBus Exception: ")
+    assert error.endswith(
+        "org.freedesktop.DBus.Error.FileNotFound: No such file or directory\n"
+    )
+    assert last == EXITING
+    assert world.log() == f"0 : {error[2:]}"
+
+
+def test_when_the_bus_goes_away_the_service_ends(service: World) -> None:
+    assert service.service is not None
+    mark, size = service.trace.mark(), len(service.log())
+    service.bus.stop()
+    assert service.service.wait() == 0
+    error = (
+        "[main] : DBus Exception: sd_bus_process discard: "
+        "org.freedesktop.DBus.Error.Disconnected: Connection reset by peer\n"
+    )
+    assert logs(service, mark) == [DESTROYED, f"E {error}", EXITING]
+    assert service.log()[size:] == f"{size} : {error}"
+
+
+@pytest.mark.parametrize("interface", [1, 2, 3, 4])
+def test_an_interface_that_cannot_be_added_ends_the_service(
+    world: World, find_double: FindDouble, interface: int
+) -> None:
+    refusal = {"REFUSED": "sd_bus_add_object_vtable", "REFUSED_CALL": str(interface)}
+    process = world.start(preload=[find_double("refusing_bus")], environment=refusal)
+    assert process.wait() == 0
+    error = f"[main] : DBus Exception: sd_bus_add_object_vtable: {NO_MEMORY}\n"
+    assert logs(world) == [f"E {error}", EXITING]
+    assert world.log() == f"0 : {error}"
+
+
+@pytest.mark.parametrize(
+    ("thrown", "line"),
+    [
+        ("boost", "[main] : I/OException: loop: Input/output error\n"),
+        ("system", "[main] : System Exception: thread: Input/output error\n"),
+        (
+            "bus",
+            "[main] : DBus Exception: bus: System.Error.ENOTCONN: "
+            "Transport endpoint is not connected\n",
+        ),
+        ("general", "[main] : General Exception: surprise\n"),
+    ],
+)
+def test_each_kind_of_exception_has_its_line(
+    world: World, find_double: FindDouble, thrown: str, line: str
+) -> None:
+    process = world.start(
+        preload=[find_double("throwing_parser")], environment={"THROWN": thrown}
+    )
+    assert process.wait() == 0
+    assert logs(world) == [
+        *start.power_state_read()[1:],
+        *start.power_state_watched(),
+        "T [readCpldVersion] : Inventory collection started for PBB_PLD",
+        DESTROYED,  # before the line about the exception: everything is gone by then
+        f"E {line}",
+        EXITING,
+    ]
+    assert world.log() == f"0 : {line}"
+
+
+def test_what_is_no_exception_of_a_known_kind_is_not_caught(
+    world: World, find_double: FindDouble
+) -> None:
+    double = find_double("throwing_parser")
+    process = world.start(preload=[double], environment={"THROWN": "number"})
+    assert process.wait() == -signal.SIGABRT
+    assert EXITING not in logs(world)
+
+
+def test_a_list_shorter_than_its_count_stops_the_process(world: World) -> None:
+    paths = [world.board.device("pbb").path]
+    world.board.faults.parser(world.board.device("pbb").kind, count=2, paths=paths)
+    assert world.start().wait() == -signal.SIGABRT
+    opened = world.trace.select(what="open")
+    assert [line["device"] for line in opened] == ["PBB_PLD[0]"]
+
+
+@pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGINT])
+def test_a_signal_ends_the_service_at_once(service: World, number: int) -> None:
+    before = service.log()
+    assert service.stop(number) == -number
+    assert service.log() == before

@@ -1,0 +1,188 @@
+"""Reports that do not go smoothly: none of it changes the course of an update."""
+
+from __future__ import annotations
+
+import pytest
+from dbus_next import Variant
+from expected import intake, ports, reports, worker
+from expected.reports import Lines
+from jobs import Outcome, break_library, followed, update
+from tavrinsim import names
+from tavrinsim.answers import Answer, Departure, Failure, Held, Latch, Reply, Silence
+from tavrinsim.coordinator import STATUS, Job
+from tavrinsim.names import PBB
+from tavrinsim.world import World
+
+NO_OWNER = (
+    "org.freedesktop.DBus.Error.ServiceUnknown",
+    "The name com.vexa.bevon.cmnfwupd was not provided by any .service files",
+)
+
+
+def with_failures(steps: Lines, failure: Lines) -> Lines:
+    """The steps of an update with each of its reports followed by the lines of a failure."""
+    sent = "> cmnfwupd_fw_update_status("
+    return [
+        line for step in steps for line in ([step, *failure] if step.startswith(sent) else [step])
+    ]
+
+
+def unsent(steps: Lines, failure: Lines) -> Lines:
+    """The same where the reports do not even reach the coordinator."""
+    return [step for step in with_failures(steps, failure) if not step.startswith("> cmnfwupd_fw")]
+
+
+def healthy(world: World, job: Job) -> Lines:
+    """The steps of an update of the first PBB where all goes well."""
+    device = world.board.device("pbb")
+    return [
+        *intake.started(job, 2),
+        *ports.unlocked(device, 2),
+        *intake.worker_started(job),
+        *worker.programmed(job),
+        *ports.locked(device, 2),
+        *worker.succeeded(job),
+    ]
+
+
+def short(world: World, job: Job) -> Lines:
+    """The same where the programming library is broken."""
+    device = world.board.device("pbb")
+    return [
+        *intake.started(job, 2),
+        *ports.unlocked(device, 2),
+        *intake.worker_started(job),
+        *worker.broken(job),
+        *ports.locked(device, 2),
+        *worker.given_up(job),
+    ]
+
+
+def send_without_coordinator(world: World, job: Job) -> Outcome:
+    """Sends a job as the coordinator would, from another connection."""
+    path = job.object_path()
+    with followed(world, job) as done:
+        for name, value in job.properties().items():
+            world.client.set(path, names.COMP_UPDATE, name, value)
+        call = ("CompFirmwareUpdate", "su", job.fqdd, job.transaction)
+        done.result = world.client.call(names.SERVICE, path, names.COMP_UPDATE, *call)[0]
+    return done
+
+
+@pytest.mark.parametrize(
+    "answer, code, text, message",
+    [
+        (Failure("org.example.Error.Busy", "later"), -5, "Input/output error", "later"),
+        (Failure("org.freedesktop.DBus.Error.AccessDenied", "no"), -13, "Permission denied", "no"),
+    ],
+    ids=["error of its own", "known error"],
+)
+def test_error_replies_are_logged_and_the_update_goes_on(
+    service: World, answer: Failure, code: int, text: str, message: str
+) -> None:
+    service.coordinator.always(STATUS, answer)
+    break_library(service)
+    done = update(service, "pbb")
+    failure = reports.failure(code, text, answer.name, message)
+    assert done.result == 0
+    assert done.steps == with_failures(short(service, done.job), failure)
+
+
+def test_what_a_reply_holds_does_not_matter(service: World) -> None:
+    answers: list[Answer] = [
+        Reply("s", "thanks"),
+        Reply("a{sv}", {"x": Variant("u", 1)}),
+        Reply("i", -1),
+    ]
+    service.coordinator.once(STATUS, *answers)
+    done = update(service, "pbb")
+    assert done.steps == healthy(service, done.job)
+
+
+def test_a_refusal_that_cannot_be_reported_is_still_the_calls_result(service: World) -> None:
+    service.coordinator.always(STATUS, Failure("org.example.Error.Busy", ""))
+    job = service.job("PBBCPLD.Embedded.1", "/nowhere")
+    done = send_without_coordinator(service, job)
+    failure = reports.failure(-5, "Input/output error", "org.example.Error.Busy", "")
+    refused = intake.refused(job, "[TavrinUpdateStart] : Directory not found: /nowhere")
+    assert done.result == 1
+    assert done.steps == [*intake.device_found(job, 2), *refused, *failure]
+
+
+def test_without_a_coordinator_an_update_runs_to_its_end(service: World) -> None:
+    service.coordinator.stop()
+    job = service.job("PBBCPLD.Embedded.1", service.payload("pbb", "2.3.4"))
+    done = send_without_coordinator(service, job)
+    assert done.result == 0
+    failure = reports.failure(-113, "No route to host", *NO_OWNER)
+    assert done.steps == unsent(healthy(service, job), failure)
+    assert service.board.device("pbb").version == "2.3.4"
+
+
+def test_a_coordinator_that_leaves_with_a_report_in_its_hands_is_logged(service: World) -> None:
+    service.coordinator.once(STATUS, Departure())
+    break_library(service)
+    job = service.job("PBBCPLD.Embedded.1", service.payload("pbb", "2.3.4"))
+    done = send_without_coordinator(service, job)
+    errors = [line for line in done.errors if line.startswith("[reportUpdateStatus]")]
+    assert done.result == 0
+    gone = "Message recipient disconnected from message bus without replying"
+    left = reports.failure(-110, "Connection timed out", "org.freedesktop.DBus.Error.NoReply", gone)
+    absent = reports.failure(-113, "No route to host", *NO_OWNER)
+    assert errors == [line[2:] for line in (*left, *absent)]
+
+
+def test_a_coordinator_that_never_answers_costs_the_bus_time_out_for_each_report(
+    world: World,
+) -> None:
+    # The bus library's own variable; 25 s where it is not set.
+    world.start(environment={"SYSTEMD_BUS_TIMEOUT": "500ms"})
+    world.wait_published()
+    world.coordinator.always(STATUS, Silence())
+    break_library(world)
+    done = update(world, "pbb")
+    failure = reports.failure(
+        -110, "Connection timed out", "org.freedesktop.DBus.Error.Timeout", "Connection timed out"
+    )
+    assert done.result == 0
+    assert done.steps == with_failures(short(world, done.job), failure)
+
+
+def test_without_a_bus_for_reports_an_update_runs_to_its_end(service: World) -> None:
+    (service.folder / "bus" / "socket").unlink()
+    done = update(service, "pbb")
+    assert done.result == 0
+    expected = unsent(healthy(service, done.job), reports.no_bus())
+    assert done.steps == expected
+    assert done.reports == []
+
+
+def test_no_port_is_opened_before_the_coordinator_has_taken_the_first_report(
+    service: World,
+) -> None:
+    latch = Latch()
+    service.coordinator.once(STATUS, Held(latch, Reply()))
+    job = service.job("PBBCPLD.Embedded.1", service.payload("pbb", "2.3.4"))
+    start = service.trace.mark()
+    with followed(service, job) as done:
+        answer = service.coordinator.begin_update(job)
+        service.coordinator.wait_for_calls(STATUS)
+        assert service.trace.select(start=start, what="open") == []
+        assert not answer.done()
+        latch.open()
+        assert answer.result(20) == 0
+    assert done.steps == healthy(service, job)
+
+
+def test_the_service_answers_while_a_report_of_its_worker_is_held(service: World) -> None:
+    latch = Latch()
+    service.coordinator.once(STATUS, Reply(), Held(latch, Reply()))
+    job = service.job("PBBCPLD.Embedded.1", service.payload("pbb", "2.3.4"))
+    with followed(service, job) as done:
+        assert service.coordinator.update(job) == 0
+        service.coordinator.wait_for_calls(STATUS, 2)
+        jobid = service.client.get(PBB.object_path(1), names.COMP_UPDATE, "Jobid")
+        assert jobid.value == job.job_id
+        assert len(service.coordinator.reports) == 2
+        latch.open()
+    assert done.steps == healthy(service, job)

@@ -1,0 +1,153 @@
+"""The worker: what it makes of the programming library's courses and outcomes."""
+
+from __future__ import annotations
+
+from collections.abc import Sequence
+
+import pytest
+from expected import intake, ports, worker
+from jobs import Outcome, run, update
+from tavrinsim.world import World
+
+TAG = worker.TAG
+
+
+def before(world: World, done: Outcome, number: int = 1) -> list[str]:
+    """The steps of a healthy PBB job up to its worker."""
+    device = world.board.device("pbb", number - 1)
+    return [
+        *intake.started(done.job, 2),
+        *ports.unlocked(device, 2),
+        *intake.worker_started(done.job),
+    ]
+
+
+@pytest.mark.parametrize(
+    "codes", [(0, 0, 5), (0, 7, 0), (3, 0, 0), (-1, -(2**31), 2**31 - 1)], ids=str
+)
+def test_any_error_code_is_a_failure(service: World, codes: tuple[int, int, int]) -> None:
+    service.board.faults.programming(codes=codes, percents=[0, 50], fail_at=1)
+    done = update(service, "pbb")
+    assert done.result == 0
+    assert done.steps == [
+        *before(service, done),
+        *worker.programmed(done.job, percents=[0], codes=codes),
+        *ports.locked(service.board.device("pbb"), 2),
+        *worker.failed(done.job, codes),
+    ]
+    assert done.progress == [(4, 0), (4, 0), (18, 0)]
+
+
+def test_a_payload_of_another_kind_is_the_librarys_to_refuse(service: World) -> None:
+    done = run(service, "PBBCPLD.Embedded.1", service.payload("pdb", "2.3.4"))
+    errors = [line for line in done.errors if "Error codes" in line]
+    assert done.result == 0 and len(errors) == 1
+    assert done.progress == [(4, 0), (18, 0)]
+    assert service.board.device("pbb").version == "1.0.0"
+    assert not service.board.device("pbb").port_open
+
+
+def test_a_library_that_throws_at_once_is_a_failure(service: World) -> None:
+    service.board.faults.programming(throw_at_once=True, exception_text="no %s at all")
+    done = update(service, "pbb")
+    assert done.steps == [
+        *before(service, done),
+        *worker.begun(done.job),
+        *worker.threw("no %s at all"),
+        *ports.locked(service.board.device("pbb"), 2),
+        *worker.given_up(done.job),
+    ]
+    assert service.board.device("pbb").image_state == "valid"
+
+
+def test_a_library_that_throws_midway_is_a_failure_and_the_service_goes_on(
+    service: World,
+) -> None:
+    fault = service.board.faults.programming(
+        percents=[0, 30, 60], throw_at=2, exception_text="lost"
+    )
+    done = update(service, "pbb")
+    assert done.steps == [
+        *before(service, done),
+        *worker.begun(done.job),
+        *worker.progress(done.job, [0, 30]),
+        *worker.threw("lost"),
+        *ports.locked(service.board.device("pbb"), 2),
+        *worker.given_up(done.job),
+    ]
+    fault.remove()
+    assert update(service, "pbb").progress[-1] == (28, 100)
+    assert service.board.device("pbb").version == "2.3.4"
+
+
+def test_a_port_that_does_not_close_leaves_the_success_as_it_is(service: World) -> None:
+    device = service.board.device("pbb")
+    service.board.faults.open(device, errno=5, after=1)
+    done = update(service, "pbb")
+    assert done.steps == [
+        *before(service, done),
+        *worker.programmed(done.job),
+        *ports.found(device, ports.paths(device, 2)),
+        f"open {device.name} errno 5",
+        "E [openI2cfdUsingNodename] : Open fd Failue, Error: -1\n",
+        f"E {ports.LOCKED} : Failed to open {device.name} fd for programming\n",
+        *worker.port_not_closed(done.job),
+        *worker.succeeded(done.job),
+    ]
+
+
+@pytest.mark.parametrize(
+    "percents",
+    [[65537, 65535, 65536, 0xFFFFFFFF], [100, 3, 3, 0, 101]],
+    ids=["beyond 16 bits", "out of order"],
+)
+def test_percentages_are_sent_as_they_come_cut_to_16_bits(
+    service: World, percents: Sequence[int]
+) -> None:
+    service.board.faults.programming(percents=percents)
+    done = update(service, "pbb")
+    running = [(4, percent % 65536) for percent in percents]
+    assert done.progress == [(4, 0), *running, (28, 100)]
+    whole = [f"T ActivationProgress {signed(p)} in percent, " for p in (0, *percents, 100)]
+    logged = [line for line in done.steps if line.startswith("T ActivationProgress")]
+    assert [line.partition("status")[0] for line in logged] == whole
+
+
+def signed(number: int) -> int:
+    """As a number of 32 bits reads with %d."""
+    return number - 2**32 if number >= 2**31 else number
+
+
+def test_progress_may_come_from_a_thread_of_the_librarys(service: World) -> None:
+    service.board.faults.programming(other_thread=True)
+    done = update(service, "pbb")
+    assert done.steps == [
+        *before(service, done),
+        *worker.programmed(done.job),
+        *ports.locked(service.board.device("pbb"), 2),
+        *worker.succeeded(done.job),
+    ]
+
+
+def test_a_library_that_tells_no_progress_still_has_an_outcome(service: World) -> None:
+    service.board.faults.programming(percents=[])
+    done = update(service, "pbb")
+    assert done.steps == [
+        *before(service, done),
+        *worker.programmed(done.job, percents=[]),
+        *ports.locked(service.board.device("pbb"), 2),
+        *worker.succeeded(done.job),
+    ]
+
+
+def test_there_is_a_second_before_and_half_a_second_after_the_closing(service: World) -> None:
+    start = service.trace.mark()
+    update(service, "pbb")
+    times = {
+        name: service.trace.wait_for(start=start, what="call", name=f"cpldfwupdate.{name}")["t"]
+        for name in ("finish", "get_error_code")
+    }
+    closing = service.trace.select(start=start, what="close")[-1]["t"]
+    parsing = service.trace.select(start=start, what="call", name="i2c_parse_sysinfo")[-1]["t"]
+    assert parsing - times["finish"] >= 1_000_000_000
+    assert times["get_error_code"] - closing >= 500_000_000

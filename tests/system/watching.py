@@ -1,0 +1,79 @@
+"""Services whose watchers are the subject: started to a known point, then told things."""
+
+from __future__ import annotations
+
+from pathlib import Path
+
+from expected import start
+from sequence import job_sequence, logs
+from tavrinsim import names
+from tavrinsim.names import FLOP
+from tavrinsim.world import World
+
+SERVICE_OWNED = f'<allow own="{names.SERVICE}"/>'
+
+
+def main_thread(world: World, mark: int = 0) -> list[str]:
+    """What the main thread did; no job runs, so there is no worker to be told apart."""
+    return job_sequence(world, mark)
+
+
+def start_pending(world: World) -> int:
+    """Starts the service with the FRU read pending; the place in the trace behind it."""
+    world.fru_reader.complete(False, announce=False)
+    return start_to_subscription(world)
+
+
+def start_to_subscription(world: World) -> int:
+    """Starts the service up to its last subscription."""
+    world.start()
+    world.trace.wait_for(what="log", text=start.fru_read_watched()[-1][2:])
+    answer(world)
+    return world.trace.mark()
+
+
+def answer(world: World) -> None:
+    """Returns when the service has handled all that it was sent before."""
+    assert world.service is not None
+    # Whatever the answer is: the main thread gives it after everything before.
+    connection = min(world.client.connections_of(world.service.pid), key=_age)
+    world.client.introspect(names.ANCHOR, connection)
+
+
+def said(world: World, mark: int) -> list[str]:
+    """The log lines about everything that the service was sent since `mark`."""
+    answer(world)
+    return logs(world, mark)
+
+
+def fru_errors(world: World) -> list[str]:
+    """The error-log lines of the FRU-read watcher."""
+    own = ("Read_current_fruread_status", "frureadcompleteHandler")
+    lines = [line for line in logs(world) if line.startswith("E ")]
+    return [line[2:] for line in lines if any(name in line for name in own)]
+
+
+def policy_without_the_name(folder: Path, policy: Path) -> Path:
+    """The service's bus policy, but that nobody may own its name."""
+    text = policy.read_text()
+    assert SERVICE_OWNED in text
+    changed = folder / "policy.conf"
+    changed.write_text(text.replace(SERVICE_OWNED, ""))
+    return changed
+
+
+def published_paths(world: World) -> list[str]:
+    """The objects below the object manager, in the order of their names."""
+    return sorted(world.client.managed_objects())
+
+
+def all_paths() -> list[str]:
+    """Those of a board with 2 PBB, 1 PDB and 1 FLOP."""
+    return sorted(
+        [names.PBB.object_path(1), names.PBB.object_path(2), names.PDB.object_path(1)]
+        + [FLOP.object_path(1)]
+    )
+
+
+def _age(unique_name: str) -> int:
+    return int(unique_name.rpartition(".")[2])

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace fakes
+{
+
+/** What happens when the service makes a call of OpenSSL's. @return whether the call fails */
+using OpensslAction = std::function<bool()>;
+
+/**
+ * Runs an action at every call of one function until the next resetOpenssl().
+ *
+ * The calls go on to OpenSSL unless the action says that they fail. The allocation of the read
+ * buffer goes by the name "new".
+ */
+void atOpensslCall(const std::string& name, OpensslAction action);
+
+/** Makes every call of one function fail as OpenSSL's own does. */
+void failOpensslCall(const std::string& name);
+
+/** Sizes of the pieces that were given to the verifier. */
+std::vector<std::size_t>& digestedPieces();
+
+void resetOpenssl();
+
+} // namespace fakes

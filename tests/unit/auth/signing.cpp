@@ -1,0 +1,96 @@
+#include "auth/signing.hpp"
+
+#include "auth/signature.hpp"
+
+#include <openssl/evp.h>
+#include <openssl/pem.h>
+#include <openssl/x509.h>
+
+#include <array>
+#include <stdexcept>
+#include <vector>
+
+namespace
+{
+
+const std::uint8_t* bytesOf(std::string_view text)
+{
+    return reinterpret_cast<const std::uint8_t*>(text.data()); // NOLINT: bytes as bytes
+}
+
+void check(bool done)
+{
+    if (!done)
+    {
+        throw std::runtime_error("OpenSSL refuses to make what the test needs");
+    }
+}
+
+std::vector<std::uint8_t> derSignature(EVP_PKEY& key, std::string_view data)
+{
+    const DigestContextPtr context(EVP_MD_CTX_new());
+    check(EVP_DigestSignInit(context.get(), nullptr, EVP_sha512(), nullptr, &key) == 1);
+    std::size_t length = 0;
+    check(EVP_DigestSign(context.get(), nullptr, &length, bytesOf(data), data.size()) == 1);
+    std::vector<std::uint8_t> signature(length);
+    check(EVP_DigestSign(context.get(), signature.data(), &length, bytesOf(data), data.size()) ==
+          1);
+    signature.resize(length);
+    return signature;
+}
+
+} // namespace
+
+SigningKey SigningKey::onCurve(const char* curve)
+{
+    return SigningKey(EVP_EC_gen(curve));
+}
+
+SigningKey SigningKey::rsa()
+{
+    constexpr unsigned bits = 2048;
+    return SigningKey(EVP_RSA_gen(bits));
+}
+
+std::string SigningKey::publicPem() const
+{
+    const BioPtr bio(BIO_new(BIO_s_mem()));
+    check(PEM_write_bio_PUBKEY(bio.get(), key_.get()) == 1);
+    char* text = nullptr;
+    const long length = BIO_get_mem_data(bio.get(), &text); // NOLINT: a macro of OpenSSL's
+    return {text, static_cast<std::size_t>(length)};
+}
+
+std::size_t SigningKey::publicDerSize() const
+{
+    return static_cast<std::size_t>(i2d_PUBKEY(key_.get(), nullptr));
+}
+
+std::string SigningKey::signedFile(std::string_view data) const
+{
+    constexpr int numberSize = 48;
+    const auto der = derSignature(*key_, data);
+    const auto* position = der.data();
+    const EcdsaSignaturePtr signature(
+        d2i_ECDSA_SIG(nullptr, &position, static_cast<long>(der.size())));
+    std::array<std::uint8_t, signatureSize> raw{};
+    check(BN_bn2binpad(ECDSA_SIG_get0_r(signature.get()), raw.data(), numberSize) == numberSize);
+    check(BN_bn2binpad(ECDSA_SIG_get0_s(signature.get()), raw.data() + numberSize, numberSize) ==
+          numberSize);
+    return std::string(data) + std::string(raw.begin(), raw.end());
+}
+
+std::string payloadData(std::size_t size, std::uint32_t revisionCode)
+{
+    constexpr std::size_t codeOffset = 88;
+    std::string data(size, '\0');
+    for (std::size_t i = 0; i < size; ++i)
+    {
+        data[i] = static_cast<char>(i * 7 + i / 251);
+    }
+    for (std::size_t i = 0; i < 4 && codeOffset + i < size; ++i)
+    {
+        data[codeOffset + i] = static_cast<char>(revisionCode >> (8 * i));
+    }
+    return data;
+}

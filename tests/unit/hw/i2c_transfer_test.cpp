@@ -1,0 +1,252 @@
+#include "hw/i2c_transfer.hpp"
+
+#include "hw/file_descriptor.hpp"
+#include "service/tavrinupdate.hpp"
+#include "service_test.hpp"
+
+#include <fcntl.h>
+
+#include <cerrno>
+
+namespace
+{
+
+using namespace std::chrono_literals;
+
+using Bytes = std::vector<std::uint8_t>;
+
+class DeviceNode : public ServiceTest
+{
+  protected:
+    DeviceNode() { record.nodeName = "PBB_PLD"; }
+
+    bool open(std::uint8_t instance, int& fd)
+    {
+        return Tavrinupdate::openI2cfdUsingNodename(instance, record, nodes, fd);
+    }
+
+    fakes::Cpld first{"/dev/fake-1"};
+    fakes::Cpld second{"/dev/fake-2"};
+    CpldInventory record;
+    std::vector<std::string> nodes{"/dev/fake-1", "/dev/fake-2"};
+};
+
+TEST_F(DeviceNode, IsChosenByTheInstance)
+{
+    int fd = -1;
+    ASSERT_TRUE(open(1, fd));
+    const FileDescriptor owner(fd);
+    EXPECT_EQ(fakes::journal(), Lines{"open /dev/fake-2"});
+}
+
+TEST_F(DeviceNode, IsOpenedForReadingAndWritingAndNotInherited)
+{
+    int fd = -1;
+    ASSERT_TRUE(open(0, fd));
+    const FileDescriptor owner(fd);
+    EXPECT_EQ(fakes::lastOpenFlags(), O_RDWR | O_CLOEXEC);
+}
+
+TEST_F(DeviceNode, IsTracedWithItsDescriptor)
+{
+    int fd = -1;
+    ASSERT_TRUE(open(0, fd));
+    const FileDescriptor owner(fd);
+    EXPECT_EQ(fakes::platformLog(), Log{fakes::traceLine("[%s] : Open fd Success, fd:%d\n",
+                                                         "openI2cfdUsingNodename", fd)});
+}
+
+TEST_F(DeviceNode, ThatDoesNotExistIsLoggedWithMinusOne)
+{
+    nodes = {"/dev/fake-missing"};
+    int fd = 77;
+    EXPECT_FALSE(open(0, fd));
+    EXPECT_EQ(fakes::platformLog(), Log{fakes::errorLine("[%s] : Open fd Failue, Error: %d\n",
+                                                         "openI2cfdUsingNodename", -1)});
+}
+
+TEST_F(DeviceNode, ThatDoesNotExistLeavesTheDescriptorAlone)
+{
+    nodes = {"/dev/fake-missing"};
+    int fd = 77;
+    EXPECT_FALSE(open(0, fd));
+    EXPECT_EQ(fd, 77);
+}
+
+using DeviceNodeDeathTest = DeviceNode;
+
+TEST_F(DeviceNodeDeathTest, AnInstanceBeyondTheListStopsTheProcess)
+{
+    int fd = -1;
+    EXPECT_DEATH(static_cast<void>(open(2, fd)), "out_of_range");
+}
+
+class Transfer : public ServiceTest
+{
+  protected:
+    Transfer()
+    {
+        const std::vector<std::string> nodes{device.path()};
+        if (!Tavrinupdate::openI2cfdUsingNodename(0, record, nodes, fd))
+        {
+            throw std::runtime_error("the device does not open");
+        }
+        fakes::clearJournal();
+        fakes::clearPlatformLog();
+    }
+
+    bool transfer(const Bytes& write, Bytes& read) const
+    {
+        return Tavrinupdate::tavrinWR(write, read, record, fd);
+    }
+
+    bool transfer(const Bytes& write, std::size_t readLength) const
+    {
+        Bytes read(readLength);
+        return transfer(write, read);
+    }
+
+    void TearDown() override
+    {
+        ::close(fd);
+        ServiceTest::TearDown();
+    }
+
+    static fakes::LogLine success(int writeLength, int readLength)
+    {
+        return fakes::errorLine("[%s] : ioctl success: TA:0x%x, WL:%d, RL:%d\n", "tavrinWR", 0x63,
+                                writeLength, readLength);
+    }
+
+    fakes::Cpld device{"/dev/fake-cpld"};
+    CpldInventory record;
+    int fd = -1;
+};
+
+TEST_F(Transfer, IsOneRequestOfTwoMessages)
+{
+    ASSERT_TRUE(transfer({0x0C}, 2));
+    EXPECT_EQ(device.requests(),
+              (std::vector<fakes::I2cRequest>{
+                  {0x0707, {{0x63, 0x0000, {0x0C}, 1}, {0x63, 0x0001, {}, 2}}}}));
+}
+
+TEST_F(Transfer, ThatOnlyWritesStillReadsNothing)
+{
+    ASSERT_TRUE(transfer({0x04, 0x02}, 0));
+    EXPECT_EQ(device.requests(),
+              (std::vector<fakes::I2cRequest>{
+                  {0x0707, {{0x63, 0x0000, {0x04, 0x02}, 2}, {0x63, 0x0001, {}, 0}}}}));
+}
+
+TEST_F(Transfer, TakesTheLongestMessages)
+{
+    device[0] = 0xAA;
+    Bytes write(255, 0x11);
+    write[0] = 0;
+    ASSERT_TRUE(transfer(write, 255));
+    ASSERT_EQ(device.requests().size(), 1U);
+    EXPECT_EQ(device.requests()[0].messages[0].length, 255U);
+    EXPECT_EQ(device.requests()[0].messages[1].length, 255U);
+    EXPECT_EQ(fakes::platformLog(), Log{success(255, 255)});
+}
+
+TEST_F(Transfer, BringsWhatTheDeviceHolds)
+{
+    device[0x0C] = 0x5A;
+    device[0x0D] = 0x3F;
+    Bytes read(2);
+    ASSERT_TRUE(transfer({0x0C}, read));
+    EXPECT_EQ(read, (Bytes{0x5A, 0x3F}));
+}
+
+TEST_F(Transfer, IsLoggedAsAnErrorWhereItSucceeds)
+{
+    ASSERT_TRUE(transfer({0x04}, 1));
+    EXPECT_EQ(fakes::platformLog(), Log{success(1, 1)});
+}
+
+TEST_F(Transfer, ThatSucceedsAtOnceHasNoPause)
+{
+    ASSERT_TRUE(transfer({0x04}, 1));
+    EXPECT_EQ(fakes::journal(), Lines{"write 04, read 1"});
+}
+
+TEST_F(Transfer, ThatFailsOnceSucceedsOnTheSecondAttempt)
+{
+    device.answerWith({EAGAIN});
+    EXPECT_TRUE(transfer({0x04}, 1));
+    EXPECT_EQ(fakes::journal(),
+              (Lines{"write 04, read 1: EAGAIN", "pause 5 ms", "write 04, read 1"}));
+    EXPECT_EQ(fakes::platformLog(),
+              (Log{fakes::errorLine("[%s] : 1. ioctl failed: TA:0x%x, WL:%d, RL:%d err:%d-%s\n",
+                                    "tavrinWR", 0x63, 1, 1, 11, "Resource temporarily unavailable"),
+                   success(1, 1)}));
+}
+
+TEST_F(Transfer, ThatFailsTwiceSucceedsOnTheThirdAttempt)
+{
+    device.answerWith({EIO, ENXIO});
+    EXPECT_TRUE(transfer({0x04, 0x01}, 0));
+    EXPECT_EQ(fakes::journal(),
+              (Lines{"write 04 01, read 0: EIO", "pause 5 ms", "write 04 01, read 0: ENXIO",
+                     "pause 5 ms", "write 04 01, read 0"}));
+    EXPECT_EQ(fakes::platformLog(),
+              (Log{fakes::errorLine("[%s] : 1. ioctl failed: TA:0x%x, WL:%d, RL:%d err:%d-%s\n",
+                                    "tavrinWR", 0x63, 2, 0, 5, "Input/output error"),
+                   fakes::errorLine("[%s] : 2. ioctl failed: TA:0x%x, WL:%d, RL:%d err:%d-%s\n",
+                                    "tavrinWR", 0x63, 2, 0, 6, "No such device or address"),
+                   success(2, 0)}));
+}
+
+TEST_F(Transfer, ThatFailsThreeTimesIsGivenUpWithoutAnotherPause)
+{
+    device.answerWith({EIO, EIO, ETIMEDOUT});
+    EXPECT_FALSE(transfer({0x00}, 2));
+    EXPECT_EQ(fakes::journal(),
+              (Lines{"write 00, read 2: EIO", "pause 5 ms", "write 00, read 2: EIO", "pause 5 ms",
+                     "write 00, read 2: ETIMEDOUT"}));
+    EXPECT_EQ(fakes::platformLog(),
+              (Log{fakes::errorLine("[%s] : 1. ioctl failed: TA:0x%x, WL:%d, RL:%d err:%d-%s\n",
+                                    "tavrinWR", 0x63, 1, 2, 5, "Input/output error"),
+                   fakes::errorLine("[%s] : 2. ioctl failed: TA:0x%x, WL:%d, RL:%d err:%d-%s\n",
+                                    "tavrinWR", 0x63, 1, 2, 5, "Input/output error"),
+                   fakes::errorLine("[%s] : 3. ioctl failed: TA:0x%x, WL:%d, RL:%d err:%d-%s\n",
+                                    "tavrinWR", 0x63, 1, 2, 110, "Connection timed out")}));
+}
+
+TEST_F(Transfer, ThatFailsLeavesTheReadBufferAsItWas)
+{
+    device.answerWith({EIO, EIO, EIO});
+    Bytes read{0x12, 0x34};
+    EXPECT_FALSE(transfer({0x00}, read));
+    EXPECT_EQ(read, (Bytes{0x12, 0x34}));
+}
+
+TEST_F(Transfer, RepeatsTheSameRequest)
+{
+    device.answerWith({EIO, EIO});
+    ASSERT_TRUE(transfer({0x08, 0x41}, 0));
+    ASSERT_EQ(device.requests().size(), 3U);
+    EXPECT_EQ(device.requests()[1], device.requests()[0]);
+    EXPECT_EQ(device.requests()[2], device.requests()[0]);
+}
+
+TEST_F(Transfer, KeepsItsDescriptorOpenOnFailure)
+{
+    device.answerWith({EIO, EIO, EIO});
+    EXPECT_FALSE(transfer({0x00}, 2));
+    EXPECT_EQ(fakes::openDevices(), 1U);
+}
+
+TEST_F(Transfer, ASignalDoesNotShortenThePause)
+{
+    device.answerWith({EIO});
+    fakes::interruptNextPause(2ms);
+    EXPECT_TRUE(transfer({0x00}, 2));
+    EXPECT_EQ(fakes::journal(),
+              (Lines{"write 00, read 2: EIO", "pause 5 ms, interrupted after 2 ms", "pause 3 ms",
+                     "write 00, read 2"}));
+}
+
+} // namespace

@@ -1,0 +1,118 @@
+#include "hw/sysinfo_nodes.hpp"
+
+#include "service/tavrinupdate.hpp"
+#include "service_test.hpp"
+
+namespace
+{
+
+TEST(NodeTypeCode, BelongsToTheKind)
+{
+    EXPECT_EQ(nodeTypeCode(KindCode::flop), 26U);
+    EXPECT_EQ(nodeTypeCode(KindCode::pbb), 62U);
+    EXPECT_EQ(nodeTypeCode(KindCode::pdb), 44U);
+}
+
+TEST(NodeTypeCode, OfACodeThatNamesNoKindIs165)
+{
+    EXPECT_EQ(nodeTypeCode(KindCode{3}), 165U);
+    EXPECT_EQ(nodeTypeCode(KindCode{255}), 165U);
+}
+
+class SysinfoNodes : public ServiceTest
+{
+  protected:
+    SysinfoNodes()
+    {
+        record.kindCode = KindCode::pdb;
+        record.nodeName = "PDB_PLD";
+        record.instanceCount = 7;
+    }
+
+    CpldInventory record;
+    std::vector<std::string> nodes;
+};
+
+TEST_F(SysinfoNodes, AreAskedForByTheKindsCode)
+{
+    EXPECT_EQ(Tavrinupdate::getSysinfoNodes(record, nodes), 0);
+    EXPECT_EQ(fakes::sysinfo().asked, (std::vector<std::uint32_t>{44}));
+}
+
+TEST_F(SysinfoNodes, ComeInTheOrderOfTheDescription)
+{
+    fakes::sysinfo().nodes = {"/dev/i2c-7", "/dev/i2c-3", "/dev/i2c-5"};
+    EXPECT_EQ(Tavrinupdate::getSysinfoNodes(record, nodes), 0);
+    EXPECT_EQ(nodes, (Lines{"/dev/i2c-7", "/dev/i2c-3", "/dev/i2c-5"}));
+    EXPECT_EQ(record.instanceCount, 3U);
+}
+
+TEST_F(SysinfoNodes, AreAppendedToTheList)
+{
+    nodes = {"/dev/i2c-1"};
+    fakes::sysinfo().nodes = {"/dev/i2c-7"};
+    EXPECT_EQ(Tavrinupdate::getSysinfoNodes(record, nodes), 0);
+    EXPECT_EQ(nodes, (Lines{"/dev/i2c-1", "/dev/i2c-7"}));
+}
+
+TEST_F(SysinfoNodes, MayBeNone)
+{
+    EXPECT_EQ(Tavrinupdate::getSysinfoNodes(record, nodes), 0);
+    EXPECT_EQ(nodes, Lines{});
+    EXPECT_EQ(record.instanceCount, 0U);
+}
+
+TEST_F(SysinfoNodes, AreListedWithoutALogLine)
+{
+    fakes::sysinfo().nodes = {"/dev/i2c-7"};
+    EXPECT_EQ(Tavrinupdate::getSysinfoNodes(record, nodes), 0);
+    EXPECT_EQ(fakes::platformLog(), Log{});
+}
+
+TEST_F(SysinfoNodes, AFailureChangesNeitherCountNorList)
+{
+    fakes::sysinfo().status = -5;
+    fakes::sysinfo().nodes = {"/dev/i2c-7"};
+    EXPECT_EQ(Tavrinupdate::getSysinfoNodes(record, nodes), -5);
+    EXPECT_EQ(record.instanceCount, 7U);
+    EXPECT_EQ(nodes, Lines{});
+}
+
+TEST_F(SysinfoNodes, AFailureIsLoggedWithItsStatus)
+{
+    fakes::sysinfo().status = 3;
+    EXPECT_EQ(Tavrinupdate::getSysinfoNodes(record, nodes), 3);
+    EXPECT_EQ(fakes::platformLog(),
+              Log{fakes::errorLine("[%s] : sysinfo parse failed for %s, Error: %d\n",
+                                   "getSysinfoNodes", "PDB_PLD", 3)});
+}
+
+TEST_F(SysinfoNodes, TheDescriptionsCountIsKeptAsGivenWhereTheListIsShorter)
+{
+    fakes::sysinfo().nodes = {"/dev/i2c-7"};
+    fakes::sysinfo().claimedCount = 2;
+    EXPECT_EQ(Tavrinupdate::getSysinfoNodes(record, nodes), 0);
+    EXPECT_EQ(record.instanceCount, 2U);
+    EXPECT_EQ(nodes, Lines{"/dev/i2c-7"});
+}
+
+TEST_F(SysinfoNodes, ACountOf255IsTaken)
+{
+    fakes::sysinfo().claimedCount = 255;
+    EXPECT_EQ(Tavrinupdate::getSysinfoNodes(record, nodes), 0);
+    EXPECT_EQ(record.instanceCount, 255U);
+}
+
+TEST_F(SysinfoNodes, ACountThatEightBitsCannotHoldIsRefused)
+{
+    fakes::sysinfo().nodes = {"/dev/i2c-7"};
+    fakes::sysinfo().claimedCount = 256;
+    EXPECT_NE(Tavrinupdate::getSysinfoNodes(record, nodes), 0);
+    EXPECT_EQ(record.instanceCount, 7U);
+    EXPECT_EQ(nodes, Lines{});
+    EXPECT_EQ(fakes::platformLog(),
+              Log{fakes::errorLine("[%s] : %s has %u instances, at most %u are supported\n",
+                                   "getSysinfoNodes", "PDB_PLD", 256U, 255U)});
+}
+
+} // namespace

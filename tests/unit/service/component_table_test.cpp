@@ -1,0 +1,88 @@
+#include "service/component_table.hpp"
+
+#include <gtest/gtest.h>
+
+namespace
+{
+
+class ComponentTable : public testing::Test
+{
+  protected:
+    ComponentTable() { initialiseComponentTable(pbb, pdb, flop); }
+
+    CpldInventory pbb;
+    CpldInventory pdb;
+    CpldInventory flop;
+};
+
+void expectConstants(const CpldInventory& record, std::uint32_t componentId, int kindCode,
+                     const std::string& nodeName, const std::string& name)
+{
+    EXPECT_EQ(record.componentId, componentId);
+    EXPECT_EQ(static_cast<int>(record.kindCode), kindCode);
+    EXPECT_EQ(record.nodeName, nodeName);
+    EXPECT_EQ(record.deviceName, name);
+    EXPECT_EQ(record.friendlyName, name);
+}
+
+void expectNothingRead(const CpldInventory& record)
+{
+    EXPECT_EQ(record.instanceCount, 0U);
+    EXPECT_EQ(record.installationDate, 0U);
+    EXPECT_TRUE(record.currentVersions.empty());
+    EXPECT_TRUE(record.fqdds.empty());
+    EXPECT_TRUE(record.previousVersion.empty());
+    EXPECT_TRUE(record.cpldVersions.empty());
+    EXPECT_TRUE(record.previousVersions.empty());
+    EXPECT_FALSE(record.inventoryReady);
+    EXPECT_TRUE(record.sha256.empty());
+}
+
+TEST_F(ComponentTable, HoldsThePbb)
+{
+    expectConstants(pbb, 114678, 1, "PBB_PLD", "PBB_CPLD");
+}
+
+TEST_F(ComponentTable, HoldsThePdb)
+{
+    expectConstants(pdb, 114747, 2, "PDB_PLD", "PDB_CPLD");
+}
+
+TEST_F(ComponentTable, HoldsTheFlop)
+{
+    expectConstants(flop, 112102, 0, "FLOP", "FLOP_CPLD");
+}
+
+TEST_F(ComponentTable, TellsNothingThatHasToBeRead)
+{
+    expectNothingRead(pbb);
+    expectNothingRead(pdb);
+    expectNothingRead(flop);
+}
+
+TEST(FqddPrefix, BelongsToTheKind)
+{
+    EXPECT_EQ(fqddPrefix(KindCode::flop), "CPLD.IOBay.");
+    EXPECT_EQ(fqddPrefix(KindCode::pbb), "PBBCPLD.Embedded.");
+    EXPECT_EQ(fqddPrefix(KindCode::pdb), "PDBCPLD.Embedded.");
+}
+
+TEST(FqddPrefix, IsEmptyForACodeThatNamesNoKind)
+{
+    EXPECT_EQ(fqddPrefix(KindCode{3}), "");
+}
+
+TEST(InstanceObjectPath, NamesNodeAndInstance)
+{
+    EXPECT_EQ(instanceObjectPath("PBB_PLD", 1), "/com/vexa/bevon/cpld_updater/PBB_PLD_1");
+    EXPECT_EQ(instanceObjectPath("PDB_PLD", 2), "/com/vexa/bevon/cpld_updater/PDB_PLD_2");
+    EXPECT_EQ(instanceObjectPath("FLOP", 255), "/com/vexa/bevon/cpld_updater/FLOP_255");
+}
+
+TEST(InstanceObjectPath, TakesTheLargestNumberThatAnFqddCanCarry)
+{
+    EXPECT_EQ(instanceObjectPath("FLOP", 2147483648),
+              "/com/vexa/bevon/cpld_updater/FLOP_2147483648");
+}
+
+} // namespace

@@ -1,0 +1,167 @@
+#include "update/worker_test.hpp"
+
+#include "case_name.hpp"
+
+#include <cerrno>
+
+namespace
+{
+
+using namespace std::chrono_literals;
+
+TEST(ThreadTag, IsTheThreadsIdentifierInDecimal)
+{
+    EXPECT_STREQ(ThreadTag(140737353982720).text(), "140737353982720");
+    EXPECT_STREQ(ThreadTag(pthread_t(-1)).text(), "18446744073709551615");
+}
+
+TEST(ThreadTag, OfNoThreadSaysSo)
+{
+    EXPECT_STREQ(ThreadTag(0).text(), "thread::id of a non-executing thread");
+}
+
+TEST_F(Worker, ProgramsThenClosesThePortThenReportsSuccess)
+{
+    run();
+    EXPECT_EQ(fakes::journal(), joined({programming(),
+                                        {"pause 1000 ms"},
+                                        closing(),
+                                        {"pause 500 ms", "ask for the error codes", report(28, 100),
+                                         "release the run"}}));
+    EXPECT_EQ(ownLog(), (Log{entering(), calling(), programmed(), success()}));
+}
+
+TEST_F(Worker, LocksThePort)
+{
+    run();
+    EXPECT_EQ(device[0x04], 0x01);
+}
+
+TEST_F(Worker, ForwardsTheLibrarysProgressInItsOrder)
+{
+    fakes::programmingLibrary().progress = {0, 33, 100};
+    run();
+    EXPECT_EQ(
+        fakes::journal(),
+        joined({programming(),
+                {report(4, 0), report(4, 33), report(4, 100), "pause 1000 ms"},
+                closing(),
+                {"pause 500 ms", "ask for the error codes", report(28, 100), "release the run"}}));
+}
+
+TEST_F(Worker, MarksTheDeviceOnTheMainThread)
+{
+    run();
+    EXPECT_EQ(finished->takeAll(), Lines{"/com/vexa/bevon/cpld_updater/PDB_PLD_2"});
+}
+
+TEST_F(Worker, SleepsOnWhenASignalInterruptsAPause)
+{
+    fakes::interruptNextPause(400ms);
+    run();
+    const auto journal = fakes::journal();
+    EXPECT_EQ((Lines{journal.begin() + 1, journal.begin() + 3}),
+              (Lines{"pause 1000 ms, interrupted after 400 ms", "pause 600 ms"}));
+}
+
+TEST_F(Worker, IsFreeForTheNextJobWhenItReportsTheOutcome)
+{
+    std::vector<bool> running;
+    fakes::programmingLibrary().progress = {50};
+    fakes::coordinator().whenTold = [&] { running.push_back(updateRunning()); };
+    run();
+    EXPECT_EQ(running, (std::vector<bool>{true, false}));
+}
+
+TEST_F(Worker, ReportsItsOwnJobThoughTheNextOneIsThere)
+{
+    fakes::coordinator().whenTold = [] { updateRequest() = {}; };
+    run();
+    EXPECT_EQ(finished->takeAll(), Lines{"/com/vexa/bevon/cpld_updater/PDB_PLD_2"});
+    EXPECT_EQ(ownLog().back(), success());
+}
+
+struct Codes
+{
+    const char* name;
+    cpldfwupdate_error_code codes;
+};
+
+class WorkerWithErrorCodes : public Worker, public testing::WithParamInterface<Codes>
+{
+};
+
+TEST_P(WorkerWithErrorCodes, ReportsAFailure)
+{
+    const auto wanted = GetParam().codes;
+    fakes::programmingLibrary().codes = wanted;
+    run();
+    EXPECT_EQ(fakes::journal(), joined({programming(),
+                                        {"pause 1000 ms"},
+                                        closing(),
+                                        {"pause 500 ms", "ask for the error codes", report(18, 0),
+                                         "release the run"}}));
+    EXPECT_EQ(ownLog(), (Log{entering(), calling(), programmed(),
+                             codes(wanted.upd, wanted.dup, wanted.i2cdriver), failed()}));
+    EXPECT_EQ(finished->takeAll(), Lines{"/com/vexa/bevon/cpld_updater/PDB_PLD_2"});
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, WorkerWithErrorCodes,
+                         testing::Values(Codes{"OfTheDriver", {3, 0, 0}},
+                                         Codes{"OfTheDuplication", {0, 4, 0}},
+                                         Codes{"OfTheUpdate", {0, 0, 5}},
+                                         Codes{"Negative", {-1, -2, -3}}),
+                         CaseName{});
+
+TEST_F(Worker, APortThatDoesNotCloseIsLoggedAndNoFailure)
+{
+    fakes::sysinfo().status = -1;
+    run();
+    EXPECT_EQ(fakes::journal(), joined({programming(),
+                                        {"pause 1000 ms", "pause 500 ms", "ask for the error codes",
+                                         report(28, 100), "release the run"}}));
+    EXPECT_EQ(ownLog(), (Log{entering(), calling(), programmed(), portNotClosed(), success()}));
+}
+
+TEST_F(Worker, ALibraryThatThrowsFailsTheUpdateAndThePortIsClosed)
+{
+    fakes::programmingLibrary().throwsError = true;
+    run();
+    EXPECT_EQ(fakes::journal(),
+              joined({programming(), closing(), {"pause 500 ms", report(18, 0)}}));
+    EXPECT_EQ(ownLog(), (Log{entering(), calling(), exception("no such device"), failed()}));
+    EXPECT_EQ(finished->takeAll(), Lines{"/com/vexa/bevon/cpld_updater/PDB_PLD_2"});
+}
+
+TEST_F(Worker, ALibraryThatThrowsWhateverFailsTheUpdate)
+{
+    fakes::programmingLibrary().throwsNumber = true;
+    run();
+    EXPECT_EQ(fakes::journal(),
+              joined({programming(), closing(), {"pause 500 ms", report(18, 0)}}));
+    EXPECT_EQ(ownLog(), (Log{entering(), calling(), exception("unknown"), failed()}));
+}
+
+TEST_F(Worker, CodesThatCannotBeHadFailTheUpdate)
+{
+    fakes::programmingLibrary().codesThrow = true;
+    run();
+    EXPECT_EQ(ownLog(),
+              (Log{entering(), calling(), programmed(), exception("no codes"), failed()}));
+    EXPECT_EQ(fakes::journal().back(), "release the run");
+}
+
+TEST_F(Worker, ReportsThatCannotBeSentDoNotChangeTheOutcome)
+{
+    fakes::programmingLibrary().progress = {50};
+    fakes::coordinator().connectResult = -ENOENT;
+    run();
+    EXPECT_EQ(fakes::journal(),
+              joined({programming(),
+                      {"pause 1000 ms"},
+                      closing(),
+                      {"pause 500 ms", "ask for the error codes", "release the run"}}));
+    EXPECT_EQ(ownLog(), (Log{entering(), calling(), programmed(), success()}));
+}
+
+} // namespace
