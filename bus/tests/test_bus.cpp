@@ -100,7 +100,9 @@ TEST_F(Connections, PrivateOneIsClosedAtItsEnd)
 
 TEST_F(Connections, FactoryWithoutABusThrowsUnderItsOwnName)
 {
-    const std::string address = std::getenv("DBUS_SYSTEM_BUS_ADDRESS");
+    const char* const present = std::getenv("DBUS_SYSTEM_BUS_ADDRESS");
+    ASSERT_NE(present, nullptr);
+    const std::string address = present;
     setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/no/such/bus", 1);
     const auto text = error_of([] { sdbusplus::bus::new_system(); });
     setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), 1);

@@ -13,7 +13,7 @@ using Paths = std::vector<std::string>;
 bool isReadable(int descriptor)
 {
     pollfd watched{descriptor, POLLIN, 0};
-    return ::poll(&watched, 1, 0) == 1;
+    return ::poll(&watched, 1, 0) == 1 && watched.revents == POLLIN;
 }
 
 TEST(FinishedJobs, AreNoneAtFirst)
@@ -109,6 +109,7 @@ TEST_F(FinishedJobsOnTheLoop, MayComeWhenNobodyWatchesAnyMore)
     jobs->add("/late");
     io.poll();
     EXPECT_EQ(handled, Paths{});
+    EXPECT_TRUE(isReadable(jobs->descriptor())) << "closed under the worker's hands";
     EXPECT_EQ(jobs->takeAll(), Paths{"/late"});
 }
 
