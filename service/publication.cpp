@@ -38,7 +38,7 @@ void claimBusName(sdbusplus::bus_t& bus)
 /** The connection's native handle: a message knows it, whatever the library's state. */
 sd_bus* nativeBus(sdbusplus::bus_t& bus)
 {
-    const auto message = bus.new_signal(objectManagerPath, updateInterface, "Unsent");
+    auto message = bus.new_signal(objectManagerPath, updateInterface, "Unsent");
     return sd_bus_message_get_bus(message.get());
 }
 

@@ -17,6 +17,8 @@ sys.path.insert(0, str(ROOT / "sim"))
 from tavrinsim.setting import Setting  # noqa: E402
 from tavrinsim.world import BINARY, World  # noqa: E402
 
+from jobs import break_library, put_back  # noqa: E402
+
 BuildWorld = Callable[..., World]
 FindDouble = Callable[[str], Path]
 
@@ -93,3 +95,17 @@ def shared_service(build_shared_world: BuildWorld) -> World:
     world.start()
     world.wait_published()
     return world
+
+
+@pytest.fixture
+def ready(shared_service: World) -> Iterator[World]:
+    """A service that is put back to where it was, with its devices and neighbours."""
+    yield shared_service
+    put_back(shared_service)
+
+
+@pytest.fixture
+def quick(ready: World) -> World:
+    """The same with a programming library that ends every run at once."""
+    break_library(ready)
+    return ready

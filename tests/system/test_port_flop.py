@@ -2,14 +2,12 @@
 
 from __future__ import annotations
 
-from collections.abc import Iterator
-
 import pytest
 from dbus_next import Variant
 from expected import intake, ports, worker
 from expected.ports import FLOP
 from expected.reports import Lines
-from jobs import break_library, followed, put_back, update
+from jobs import followed, update
 from tavrinsim.answers import Failure, Reply
 from tavrinsim.world import World
 
@@ -19,20 +17,6 @@ ASKED = "> Get(xyz.openbmc_project.Platform, PlatformID)"
 ANSWERED = "T [GetPlatformID]: Operation completed"
 NOT_ANSWERED = "E [GetPlatformID]: Exception occurred"
 NOT_WRITTEN = f"E {FLOP}:read failed for HIP_SW_EN_REG \n"
-
-
-@pytest.fixture
-def ready(shared_service: World) -> Iterator[World]:
-    """A service that is put back to where it was, with its devices and neighbours."""
-    yield shared_service
-    put_back(shared_service)
-
-
-@pytest.fixture
-def quick(ready: World) -> World:
-    """The same with a programming library that ends every run at once."""
-    break_library(ready)
-    return ready
 
 
 def asked(times: int, answer: str = ANSWERED) -> Lines:

@@ -2,13 +2,13 @@
 
 from __future__ import annotations
 
-from collections.abc import Callable, Iterator
+from collections.abc import Callable
 
 import pytest
 from expected import intake, ports, worker
 from expected.ports import FLOP
 from expected.reports import Lines
-from jobs import break_library, put_back, scan_blocked, update
+from jobs import break_library, scan_blocked, update
 from tavrinsim.device import Device
 from tavrinsim.world import World
 
@@ -114,13 +114,6 @@ FAILURES = [
     second_read_fails,
     bit_is_stuck,
 ]
-
-
-@pytest.fixture
-def ready(shared_service: World) -> Iterator[World]:
-    """A service that is put back to where it was, with its devices and neighbours."""
-    yield shared_service
-    put_back(shared_service)
 
 
 @pytest.mark.parametrize("failure", FAILURES)

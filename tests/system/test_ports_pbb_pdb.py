@@ -2,13 +2,13 @@
 
 from __future__ import annotations
 
-from collections.abc import Callable, Iterator
+from collections.abc import Callable
 
 import pytest
 from expected import intake, ports, worker
 from expected.ports import LOCKED
 from expected.reports import Lines
-from jobs import break_library, followed, put_back, run, scan_blocked, update
+from jobs import followed, run, scan_blocked, update
 from tavrinsim.device import Device
 from tavrinsim.world import World
 
@@ -17,20 +17,6 @@ IO_ERROR = (5, "Input/output error")
 
 # Arranges a failure, at the opening or at the closing of the port, and says how it shows.
 PortFailure = Callable[[World, Device, bool], Lines]
-
-
-@pytest.fixture
-def ready(shared_service: World) -> Iterator[World]:
-    """A service that is put back to where it was, with its devices and neighbours."""
-    yield shared_service
-    put_back(shared_service)
-
-
-@pytest.fixture
-def quick(ready: World) -> World:
-    """The same with a programming library that ends every run at once."""
-    break_library(ready)
-    return ready
 
 
 @pytest.mark.parametrize("fqdd", ["PBBCPLD.Embedded.2", "PDBCPLD.Embedded.1"])

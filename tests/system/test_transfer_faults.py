@@ -2,11 +2,9 @@
 
 from __future__ import annotations
 
-from collections.abc import Iterator
-
 import pytest
 from expected import intake, ports, worker
-from jobs import break_library, put_back, update
+from jobs import break_library, update
 from tavrinsim.faults import Operation
 from tavrinsim.world import World
 
@@ -19,13 +17,6 @@ ERRORS = [
     (110, "Connection timed out"),
     (121, "Remote I/O error"),
 ]
-
-
-@pytest.fixture
-def ready(shared_service: World) -> Iterator[World]:
-    """A service that is put back to where it was, with its devices and neighbours."""
-    yield shared_service
-    put_back(shared_service)
 
 
 @pytest.mark.parametrize("errno, text", ERRORS)

@@ -12,7 +12,7 @@ build_packages=(
 )
 run_packages=(
     bubblewrap proot dbus systemd
-    python3-cryptography python3-dbus-next python3-pytest python3-rich
+    python3-cryptography python3-dbus-next python3-pytest python3-pytest-xdist python3-rich
 )
 lint_packages=(clang-format clang-tidy git)
 
