@@ -7,7 +7,7 @@ from expected import intake, ports, worker
 from jobs import followed, run, scan_blocked, unmark, update, wait_until
 from sequence import coordinator_traffic
 from tavrinsim import names
-from tavrinsim.names import KINDS, split_fqdd
+from tavrinsim.names import split_fqdd
 from tavrinsim.world import World
 
 COUNTS = {"pbb": 2, "pdb": 1, "flop": 1}
