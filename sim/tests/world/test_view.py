@@ -41,7 +41,9 @@ def test_the_machines_own_files_are_out_of_sight(build_world, view: str) -> None
     assert world.start().wait() == 0
     shown = world.output.read_text().split()
     assert "/etc/shared_keys" in shown and "/etc/hostname" not in shown
-    assert {"/home*", "/root*", "/run*"} < set(shown)
+    for folder in ("/home", "/root", "/run"):
+        # Unless it is above this very project, there is no such folder; else it holds that alone.
+        assert f"{folder}*" in shown or Path(folder) in HERE.parents
     assert {name for name in shown if name.startswith("/dev/")} == {
         "/dev/full", "/dev/null", "/dev/random", "/dev/urandom", "/dev/zero"
     }  # fmt: skip
