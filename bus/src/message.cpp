@@ -2,6 +2,8 @@
 #include <sdbusplus/exception.hpp>
 #include <sdbusplus/message.hpp>
 
+#include <utility>
+
 namespace sdbusplus::message
 {
 
@@ -11,7 +13,9 @@ message::message(sd_bus_message* native) noexcept : native_(sd_bus_message_ref(n
 
 message& message::operator=(const message& other) noexcept
 {
-    native_.reset(sd_bus_message_ref(other.get()));
+    // Taken first: the other one may be this one.
+    detail::message_ref shared(sd_bus_message_ref(other.get()));
+    native_ = std::move(shared);
     return *this;
 }
 
@@ -42,7 +46,7 @@ const char* message::get_destination() const noexcept
 
 const char* message::get_signature() const noexcept
 {
-    return sd_bus_message_get_signature(get(), true);
+    return sd_bus_message_get_signature(get(), 1);
 }
 
 std::uint8_t message::get_type() const noexcept
@@ -109,7 +113,7 @@ message message::call(std::uint64_t timeout_us)
     return get_bus().call(*this, timeout_us);
 }
 
-void message::send()
+void message::send() const
 {
     if (const int result = sd_bus_send(nullptr, get(), nullptr); result < 0)
     {

@@ -38,7 +38,7 @@ int settle_set_exception(bus_t& bus, sd_bus_message* request, sd_bus_error* erro
     {
         // sd-bus confirms a write whose handler reports no error, unless the value lies there
         // unread.
-        sd_bus_message_rewind(request, false);
+        sd_bus_message_rewind(request, 0);
     }
     return result;
 }

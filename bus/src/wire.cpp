@@ -53,7 +53,7 @@ void exit_container(sd_bus_message* message, const char* kind)
 
 bool at_end(sd_bus_message* message, const char* kind)
 {
-    return checked(sd_bus_message_at_end(message, false), "sd_bus_message_at_end", kind) > 0;
+    return checked(sd_bus_message_at_end(message, 0), "sd_bus_message_at_end", kind) > 0;
 }
 
 bool variant_holds(sd_bus_message* message, const char* contents)

@@ -103,7 +103,7 @@ class message
     message call(std::uint64_t timeout_us = 0);
 
   private:
-    void send();
+    void send() const;
 
     detail::message_ref native_;
 };
