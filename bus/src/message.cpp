@@ -2,8 +2,6 @@
 #include <sdbusplus/exception.hpp>
 #include <sdbusplus/message.hpp>
 
-#include <utility>
-
 namespace sdbusplus::message
 {
 
@@ -13,9 +11,10 @@ message::message(sd_bus_message* native) noexcept : native_(sd_bus_message_ref(n
 
 message& message::operator=(const message& other) noexcept
 {
-    // Taken first: the other one may be this one.
-    detail::message_ref shared(sd_bus_message_ref(other.get()));
-    native_ = std::move(shared);
+    if (this != &other)
+    {
+        native_.reset(sd_bus_message_ref(other.get()));
+    }
     return *this;
 }
 
