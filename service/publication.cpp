@@ -35,7 +35,12 @@ void claimBusName(sdbusplus::bus_t& bus)
     }
 }
 
-/** The connection's native handle: a message knows it, whatever the library's state. */
+/**
+ * The connection's native handle.
+ *
+ * The binding library does not give it away, but every message of the connection knows it. The one
+ * made for that is never sent.
+ */
 sd_bus* nativeBus(sdbusplus::bus_t& bus)
 {
     auto message = bus.new_signal(objectManagerPath, updateInterface, "Unsent");
