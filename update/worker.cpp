@@ -130,8 +130,8 @@ void FW_update(UpdateJob job) noexcept
     logTrace("[%s:%s] : Thread function: Entering\n", functionName, tag.text());
 
     // The library's object lives to the end: it is asked after the port is closed. Where the
-    // coordinator sends its next job from inside the last report, it still lives beside the next
-    // one's, but has nothing more to do than to go.
+    // coordinator sends its next job from inside the last report, it is destroyed while the next
+    // job's object may exist already.
     std::optional<cpldfwupdate> run;
     guarded(tag, [&] { program(job, tag, run); });
     guarded(tag, [&] { closeProgrammingPort(job, tag); });

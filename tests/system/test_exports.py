@@ -56,3 +56,11 @@ def test_the_platform_and_the_devices_are_reached_through_undefined_symbols(
     assert PLATFORM <= plain
     assert SYSTEM <= plain
     assert not {"open64", "__open_2", "__open64_2"} & plain
+
+
+def test_a_platform_symbol_that_is_missing_shows_at_the_start(binary: Path) -> None:
+    # Bound at its first call, it would show in the middle of an update, with the port open.
+    command = ["readelf", "--dynamic", "--wide", str(binary)]
+    lines = subprocess.run(command, text=True, capture_output=True, check=True).stdout
+    flags = [line.split(":")[1].split() for line in lines.splitlines() if "(FLAGS_1)" in line]
+    assert flags and "NOW" in flags[0]

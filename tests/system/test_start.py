@@ -23,18 +23,12 @@ FLOP_1 = Cpld(FLOP, 0, "5a3f", (3, 5, 10))
 CPLDS = (PBB_1, PBB_2, PDB_1, FLOP_1)
 
 REGISTER = "cmnfwupd_client_register"
-REGISTRATION_RULE = (
-    "type='signal',interface='com.vexa.bevon.cmnfwupd.fw_management',"
-    "member='cmnupdateregsignal',path='/com/vexa/bevon/cmnfwupd'"
-)
-POWER_STATE_RULE = (
-    "type='signal',member='PropertiesChanged',"
-    "path_namespace='/xyz/openbmc_project/control/host0/internal_power_state'"
-)
-FRU_READ_RULE = (
-    "type='signal',member='PropertiesChanged',"
-    "interface='org.freedesktop.DBus.Properties',arg0namespace='com.vexa.bmc.mppd.pcardInfo'"
-)
+# Each on one line, so that grep finds it.
+# fmt: off
+REGISTRATION_RULE = "type='signal',interface='com.vexa.bevon.cmnfwupd.fw_management',member='cmnupdateregsignal',path='/com/vexa/bevon/cmnfwupd'"
+POWER_STATE_RULE = "type='signal',member='PropertiesChanged',path_namespace='/xyz/openbmc_project/control/host0/internal_power_state'"
+FRU_READ_RULE = "type='signal',member='PropertiesChanged',interface='org.freedesktop.DBus.Properties',arg0namespace='com.vexa.bmc.mppd.pcardInfo'"
+# fmt: on
 
 # The first lines of every start, before the FRU read matters.
 BEGINNING = [
