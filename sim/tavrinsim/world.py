@@ -19,7 +19,7 @@ import itertools
 import os
 import signal
 from collections.abc import Iterable, Mapping
-from contextlib import ExitStack
+from contextlib import ExitStack, suppress
 from pathlib import Path
 from typing import Any
 
@@ -41,6 +41,9 @@ from .setting import Setting
 from .view import Bind, ScratchRoot, View, choose_view
 
 BINARY = Path(__file__).parents[2] / "build" / "tavrinupdate"
+
+# How long a service may take to end by itself when its world does, in seconds.
+PATIENCE = 3.0
 
 
 class World:
@@ -76,7 +79,7 @@ class World:
         self._loop = LoopThread()
         self._end.callback(self._loop.stop)
         self._build_bus()
-        self._end.callback(self._abandon_service)
+        self._end.callback(self._let_service_end)
 
     def _scratch_root(self) -> ScratchRoot:
         # The build tree is writable: coverage counters are written beside the objects.
@@ -233,6 +236,16 @@ class World:
 
     def __exit__(self, *_: object) -> None:
         self.close()
+
+    def _let_service_end(self) -> None:
+        """Without its bus the service ends by itself; a killed one would write no
+        coverage counters, and nobody would look for its leaks."""
+        if self.running:
+            assert self.service is not None
+            self.bus.stop()
+            with suppress(ServiceError):
+                self.service.wait(PATIENCE)
+        self._abandon_service()
 
     def _abandon_service(self) -> None:
         if self.service is not None:

@@ -49,16 +49,20 @@ ensure_packages() {
     quietly apt-get -qq -y install --no-install-recommends $missing
 }
 
-# Builds targets (all of them where none is named) in build/, which it configures if need be.
+# Where `build` builds, and how; tools that need a build of another kind have a folder of their own.
+build_folder=$root/build
+build_options=()
+
+# Builds targets (all of them where none is named) in the build folder, which it configures if need be.
 build() {
     # A warning stops a change, but not somebody's newer compiler.
     local werror=false
     [ -n "${CI:-}" ] && werror=true
-    say "Building"
-    if [ ! -f "$root/build/build.ninja" ]; then
-        meson setup "$root/build" "$root" -Dwerror="$werror"
+    say "Building in $(basename "$build_folder")"
+    if [ ! -f "$build_folder/build.ninja" ]; then
+        meson setup "$build_folder" "$root" -Dwerror="$werror" "${build_options[@]}"
     elif [ -n "${CI:-}" ]; then
-        meson configure "$root/build" -Dwerror=true
+        meson configure "$build_folder" -Dwerror=true
     fi
-    ninja -C "$root/build" "$@"
+    ninja -C "$build_folder" "$@"
 }
