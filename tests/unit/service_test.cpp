@@ -6,6 +6,7 @@ ServiceTest::ServiceTest()
 {
     fakes::clearJournal();
     fakes::clearPlatformLog();
+    fakes::resetClock();
     fakes::resetPauses();
     fakes::resetFiles();
     fakes::coordinator() = {};

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "fakes/clock.hpp"
 #include "fakes/coordinator.hpp"
 #include "fakes/devices.hpp"
 #include "fakes/files.hpp"

@@ -1,14 +1,16 @@
 #include "auth/openssl_calls.hpp"
 
+#include "auth/openssl_resources.hpp"
 #include "fakes/next_symbol.hpp"
 
 #include <openssl/bio.h>
+#include <openssl/bn.h>
 #include <openssl/ecdsa.h>
 #include <openssl/evp.h>
+#include <openssl/pem.h>
 #include <openssl/x509.h>
 
-#include <cstdlib>
-#include <new>
+#include <optional>
 #include <utility>
 
 namespace
@@ -16,114 +18,130 @@ namespace
 
 std::string watchedName;
 fakes::OpensslAction watchedAction;
+std::optional<std::int64_t> watchedAnswer;
 
-bool fails(const char* name)
+using fakes::fails;
+
+/** The real function's object, noted as taken; null where the call is to fail. */
+template <typename Object, typename... Arguments>
+Object* object(const char* name, Arguments... arguments)
 {
-    return watchedName == name && watchedAction();
+    fakes::opensslCalls().emplace_back(name);
+    if (fails(name))
+    {
+        return nullptr;
+    }
+    auto* const made = fakes::nextSymbol<Object*(Arguments...)>(name)(arguments...);
+    fakes::taken(made, name);
+    return made;
+}
+
+/** The real function's answer, or the one that is to come in its place. */
+template <typename... Arguments>
+int number(const char* name, int usualFailure, Arguments... arguments)
+{
+    fakes::opensslCalls().emplace_back(name);
+    return fails(name) ? static_cast<int>(watchedAnswer.value_or(usualFailure))
+                       : fakes::nextSymbol<int(Arguments...)>(name)(arguments...);
 }
 
 } // namespace
 
+extern "C" EVP_PKEY* PEM_read_PUBKEY(std::FILE* file, EVP_PKEY** key, pem_password_cb* callback,
+                                     void* data)
+{
+    return object<EVP_PKEY>("PEM_read_PUBKEY", file, key, callback, data);
+}
+
 extern "C" BIO* BIO_new(const BIO_METHOD* type)
 {
-    return fails("BIO_new") ? nullptr : fakes::nextSymbol<BIO*(const BIO_METHOD*)>("BIO_new")(type);
+    return object<BIO>("BIO_new", type);
 }
 
 extern "C" int i2d_PUBKEY_bio(BIO* bio, const EVP_PKEY* key)
 {
-    return fails("i2d_PUBKEY_bio")
-               ? 0
-               : fakes::nextSymbol<int(BIO*, const EVP_PKEY*)>("i2d_PUBKEY_bio")(bio, key);
+    return number("i2d_PUBKEY_bio", 0, bio, key);
 }
 
 extern "C" std::size_t BIO_ctrl_pending(BIO* bio)
 {
+    constexpr std::int64_t tooMuch = 0x80000000;
+    fakes::opensslCalls().emplace_back("BIO_ctrl_pending");
     return fails("BIO_ctrl_pending")
-               ? std::size_t{0x80000000}
+               ? static_cast<std::size_t>(watchedAnswer.value_or(tooMuch))
                : fakes::nextSymbol<std::size_t(BIO*)>("BIO_ctrl_pending")(bio);
 }
 
 extern "C" int BIO_read(BIO* bio, void* data, int length)
 {
-    return fails("BIO_read")
-               ? 0
-               : fakes::nextSymbol<int(BIO*, void*, int)>("BIO_read")(bio, data, length);
+    return number("BIO_read", 0, bio, data, length);
 }
 
 extern "C" EVP_PKEY* d2i_PUBKEY(EVP_PKEY** key, const unsigned char** bytes, long length)
 {
-    using Function = EVP_PKEY*(EVP_PKEY**, const unsigned char**, long);
-    return fails("d2i_PUBKEY") ? nullptr
-                               : fakes::nextSymbol<Function>("d2i_PUBKEY")(key, bytes, length);
+    return object<EVP_PKEY>("d2i_PUBKEY", key, bytes, length);
 }
 
 extern "C" EVP_MD_CTX* EVP_MD_CTX_new()
 {
-    return fails("EVP_MD_CTX_new") ? nullptr : fakes::nextSymbol<EVP_MD_CTX*()>("EVP_MD_CTX_new")();
+    return object<EVP_MD_CTX>("EVP_MD_CTX_new");
+}
+
+extern "C" const EVP_MD* EVP_sha512()
+{
+    fakes::opensslCalls().emplace_back("EVP_sha512");
+    return fakes::nextSymbol<const EVP_MD*()>("EVP_sha512")();
 }
 
 extern "C" int EVP_DigestVerifyInit(EVP_MD_CTX* context, EVP_PKEY_CTX** keyContext,
                                     const EVP_MD* type, ENGINE* engine, EVP_PKEY* key)
 {
-    using Function = int(EVP_MD_CTX*, EVP_PKEY_CTX**, const EVP_MD*, ENGINE*, EVP_PKEY*);
-    return fails("EVP_DigestVerifyInit") ? 0
-                                         : fakes::nextSymbol<Function>("EVP_DigestVerifyInit")(
-                                               context, keyContext, type, engine, key);
+    return number("EVP_DigestVerifyInit", 0, context, keyContext, type, engine, key);
 }
 
 extern "C" int EVP_DigestVerifyUpdate(EVP_MD_CTX* context, const void* data, std::size_t length)
 {
-    using Function = int(EVP_MD_CTX*, const void*, std::size_t);
     fakes::digestedPieces().push_back(length);
-    return fails("EVP_DigestVerifyUpdate")
-               ? 0
-               : fakes::nextSymbol<Function>("EVP_DigestVerifyUpdate")(context, data, length);
+    return number("EVP_DigestVerifyUpdate", 0, context, data, length);
 }
 
 extern "C" int EVP_DigestVerifyFinal(EVP_MD_CTX* context, const unsigned char* signature,
                                      std::size_t length)
 {
-    using Function = int(EVP_MD_CTX*, const unsigned char*, std::size_t);
     // Neither yes nor no: an error inside OpenSSL.
-    return fails("EVP_DigestVerifyFinal")
-               ? -1
-               : fakes::nextSymbol<Function>("EVP_DigestVerifyFinal")(context, signature, length);
+    return number("EVP_DigestVerifyFinal", -1, context, signature, length);
+}
+
+extern "C" ECDSA_SIG* ECDSA_SIG_new()
+{
+    return object<ECDSA_SIG>("ECDSA_SIG_new");
+}
+
+extern "C" BIGNUM* BN_bin2bn(const unsigned char* bytes, int length, BIGNUM* target)
+{
+    return object<BIGNUM>("BN_bin2bn", bytes, length, target);
 }
 
 extern "C" int ECDSA_SIG_set0(ECDSA_SIG* signature, BIGNUM* r, BIGNUM* s)
 {
-    using Function = int(ECDSA_SIG*, BIGNUM*, BIGNUM*);
-    return fails("ECDSA_SIG_set0") ? 0
-                                   : fakes::nextSymbol<Function>("ECDSA_SIG_set0")(signature, r, s);
+    const int done = number("ECDSA_SIG_set0", 0, signature, r, s);
+    if (done == 1)
+    {
+        // They go with the signature from now on.
+        fakes::givenBack(r);
+        fakes::givenBack(s);
+    }
+    return done;
 }
 
 extern "C" int i2d_ECDSA_SIG(const ECDSA_SIG* signature, unsigned char** encoded)
 {
-    using Function = int(const ECDSA_SIG*, unsigned char**);
-    return fails("i2d_ECDSA_SIG")
-               ? -1
-               : fakes::nextSymbol<Function>("i2d_ECDSA_SIG")(signature, encoded);
-}
-
-void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept
-{
-    return fails("new") ? nullptr : std::malloc(size); // NOLINT: a replacement of the operator
-}
-
-void operator delete[](void* block) noexcept
-{
-    std::free(block); // NOLINT: a replacement of the operator
-}
-
-void operator delete[](void* block, std::size_t /*size*/) noexcept
-{
-    std::free(block); // NOLINT: a replacement of the operator
-}
-
-void* operator new[](std::size_t size)
-{
-    void* const block = std::malloc(size); // NOLINT: a replacement of the operator
-    return block != nullptr ? block : throw std::bad_alloc();
+    const int length = number("i2d_ECDSA_SIG", -1, signature, encoded);
+    if (length > 0 && encoded != nullptr)
+    {
+        fakes::taken(*encoded, "i2d_ECDSA_SIG");
+    }
+    return length;
 }
 
 namespace fakes
@@ -140,6 +158,23 @@ void failOpensslCall(const std::string& name)
     atOpensslCall(name, [] { return true; });
 }
 
+void answerOpensslCall(const std::string& name, std::int64_t answer)
+{
+    failOpensslCall(name);
+    watchedAnswer = answer;
+}
+
+bool fails(const char* name)
+{
+    return watchedName == name && watchedAction();
+}
+
+std::vector<std::string>& opensslCalls()
+{
+    static std::vector<std::string> calls;
+    return calls;
+}
+
 std::vector<std::size_t>& digestedPieces()
 {
     static std::vector<std::size_t> pieces;
@@ -149,6 +184,8 @@ std::vector<std::size_t>& digestedPieces()
 void resetOpenssl()
 {
     watchedName.clear();
+    watchedAnswer.reset();
+    opensslCalls().clear();
     digestedPieces().clear();
 }
 

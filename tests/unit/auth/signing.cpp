@@ -2,6 +2,7 @@
 
 #include "auth/signature.hpp"
 
+#include <openssl/core_names.h>
 #include <openssl/evp.h>
 #include <openssl/pem.h>
 #include <openssl/x509.h>
@@ -26,10 +27,10 @@ void check(bool done)
     }
 }
 
-std::vector<std::uint8_t> derSignature(EVP_PKEY& key, std::string_view data)
+std::vector<std::uint8_t> derSignature(EVP_PKEY& key, std::string_view data, const EVP_MD* digest)
 {
     const DigestContextPtr context(EVP_MD_CTX_new());
-    check(EVP_DigestSignInit(context.get(), nullptr, EVP_sha512(), nullptr, &key) == 1);
+    check(EVP_DigestSignInit(context.get(), nullptr, digest, nullptr, &key) == 1);
     std::size_t length = 0;
     check(EVP_DigestSign(context.get(), nullptr, &length, bytesOf(data), data.size()) == 1);
     std::vector<std::uint8_t> signature(length);
@@ -39,11 +40,23 @@ std::vector<std::uint8_t> derSignature(EVP_PKEY& key, std::string_view data)
     return signature;
 }
 
+std::string contentOf(BIO& bio)
+{
+    char* text = nullptr;
+    const long length = BIO_get_mem_data(&bio, &text); // NOLINT: a macro of OpenSSL's
+    return {text, static_cast<std::size_t>(length)};
+}
+
 } // namespace
 
 SigningKey SigningKey::onCurve(const char* curve)
 {
     return SigningKey(EVP_EC_gen(curve));
+}
+
+SigningKey SigningKey::ofKind(const char* algorithm)
+{
+    return SigningKey(EVP_PKEY_Q_keygen(nullptr, nullptr, algorithm));
 }
 
 SigningKey SigningKey::rsa()
@@ -52,24 +65,50 @@ SigningKey SigningKey::rsa()
     return SigningKey(EVP_RSA_gen(bits));
 }
 
-std::string SigningKey::publicPem() const
+std::string publicPemOf(EVP_PKEY& key)
 {
     const BioPtr bio(BIO_new(BIO_s_mem()));
-    check(PEM_write_bio_PUBKEY(bio.get(), key_.get()) == 1);
-    char* text = nullptr;
-    const long length = BIO_get_mem_data(bio.get(), &text); // NOLINT: a macro of OpenSSL's
-    return {text, static_cast<std::size_t>(length)};
+    check(PEM_write_bio_PUBKEY(bio.get(), &key) == 1);
+    return contentOf(*bio);
 }
 
-std::size_t SigningKey::publicDerSize() const
+std::string SigningKey::compressedPublicPem() const
 {
-    return static_cast<std::size_t>(i2d_PUBKEY(key_.get(), nullptr));
+    const PublicKeyPtr copy(EVP_PKEY_dup(key_.get()));
+    check(EVP_PKEY_set_utf8_string_param(copy.get(), OSSL_PKEY_PARAM_EC_POINT_CONVERSION_FORMAT,
+                                         OSSL_PKEY_EC_POINT_CONVERSION_FORMAT_COMPRESSED) == 1);
+    return publicPemOf(*copy);
 }
 
-std::string SigningKey::signedFile(std::string_view data) const
+std::string SigningKey::privatePem() const
+{
+    const BioPtr bio(BIO_new(BIO_s_mem()));
+    check(PEM_write_bio_PrivateKey(bio.get(), key_.get(), nullptr, nullptr, 0, nullptr, nullptr) ==
+          1);
+    return contentOf(*bio);
+}
+
+std::string SigningKey::certificatePem() const
+{
+    const std::unique_ptr<X509, OpensslDeleter<X509_free>> certificate(X509_new());
+    check(X509_set_pubkey(certificate.get(), key_.get()) == 1);
+    check(X509_sign(certificate.get(), key_.get(), EVP_sha512()) > 0);
+    const BioPtr bio(BIO_new(BIO_s_mem()));
+    check(PEM_write_bio_X509(bio.get(), certificate.get()) == 1);
+    return contentOf(*bio);
+}
+
+std::string SigningKey::publicDer() const
+{
+    const BioPtr bio(BIO_new(BIO_s_mem()));
+    check(i2d_PUBKEY_bio(bio.get(), key_.get()) == 1);
+    return contentOf(*bio);
+}
+
+std::string SigningKey::signedFile(std::string_view data, const EVP_MD* digest) const
 {
     constexpr int numberSize = 48;
-    const auto der = derSignature(*key_, data);
+    const auto der = derSignature(*key_, data, digest);
     const auto* position = der.data();
     const EcdsaSignaturePtr signature(
         d2i_ECDSA_SIG(nullptr, &position, static_cast<long>(der.size())));

@@ -1,7 +1,5 @@
 #include "auth/verification_test.hpp"
 
-#include "case_name.hpp"
-
 namespace
 {
 
@@ -95,38 +93,5 @@ TEST_F(Verification, RefusesAFileWhoseSignatureShrinksWhileItIsRead)
                          });
     expectRefusal({error("[%s] : Error in reading payload's signature\n")});
 }
-
-/** A call that fails, and the line that tells of it. */
-struct FailingCall
-{
-    const char* name;
-    const char* line;
-};
-
-class VerificationWithAFailingCall : public Verification,
-                                     public testing::WithParamInterface<FailingCall>
-{
-};
-
-TEST_P(VerificationWithAFailingCall, RefusesAGoodPayloadAndSaysWhy)
-{
-    payloadIs(key().signedFile(payloadData(1000)));
-    fakes::failOpensslCall(GetParam().name);
-    expectRefusal({error(GetParam().line)});
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Calls, VerificationWithAFailingCall,
-    testing::Values(
-        FailingCall{"d2i_PUBKEY", "[%s] : Error in converting DER public key to EVP format\n"},
-        FailingCall{"EVP_MD_CTX_new", "[%s] : Error in creating signature verifying context\n"},
-        FailingCall{"EVP_DigestVerifyInit",
-                    "[%s] : Error in initializing signature verifying context\n"},
-        FailingCall{"new", "[%s] : Error in allocating memory\n"},
-        FailingCall{"EVP_DigestVerifyUpdate", "[%s] : Error in signature verification\n"},
-        FailingCall{"ECDSA_SIG_set0", "[%s] : Error in signature verification\n"},
-        FailingCall{"i2d_ECDSA_SIG", "[%s] : Error in signature verification\n"},
-        FailingCall{"EVP_DigestVerifyFinal", "[%s] : Error in signature verification\n"}),
-    CaseName{});
 
 } // namespace

@@ -66,21 +66,25 @@ class Verification : public ServiceTest
                                  defaultKey)};
     }
 
-    void expectLog(std::initializer_list<fakes::LogLine> end) const
+    void expectLog(const Log& end) const
     {
         auto expected = begunWithDefaultKey();
-        expected.insert(expected.end(), end);
+        expected.insert(expected.end(), end.begin(), end.end());
         EXPECT_EQ(fakes::platformLog(), expected);
     }
 
     /** The payload is refused with these lines behind the choice of the key. */
-    void expectRefusal(std::initializer_list<fakes::LogLine> lines) const
+    void expectRefusal(const Log& lines) const
     {
         EXPECT_FALSE(verify());
         expectLog(lines);
     }
 
     static fakes::LogLine error(const char* format) { return fakes::errorLine(format, function); }
+    static fakes::LogLine accepted()
+    {
+        return fakes::traceLine("[%s] : Signature verification is successful\n", function);
+    }
     static fakes::LogLine notSigned() { return error("[%s] : Error in signature verification\n"); }
     static fakes::LogLine noSize() { return error("[%s] : Error in getting file size\n"); }
     static fakes::LogLine noDer()

@@ -66,7 +66,7 @@ int transfer(fakes::Cpld& device, unsigned long number, const i2c_rdwr_ioctl_dat
         errno = error;
         return -1;
     }
-    return static_cast<int>(block.nmsgs);
+    return device.result().value_or(static_cast<int>(block.nmsgs));
 }
 
 } // namespace

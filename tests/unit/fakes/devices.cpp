@@ -2,7 +2,6 @@
 
 #include "fakes/journal.hpp"
 
-#include <algorithm>
 #include <cstring>
 #include <string_view>
 
@@ -45,13 +44,15 @@ int Cpld::transfer(const I2cRequest& request, std::uint8_t* read)
     }
 
     const auto& written = request.messages.at(0).written;
-    const std::size_t number = written.at(0);
+    const std::uint8_t number = written.at(0);
     if (written.size() > 1 && !ignoresWrites_)
     {
         registers_.at(number) = written.at(1);
     }
-    std::copy_n(registers_.begin() + static_cast<std::ptrdiff_t>(number),
-                request.messages.at(1).length, read);
+    for (std::size_t i = 0; i < request.messages.at(1).length; ++i)
+    {
+        read[i] = nextValue(static_cast<std::uint8_t>(number + i));
+    }
     return 0;
 }
 
@@ -64,6 +65,18 @@ int Cpld::nextError()
     const int error = errors_.front();
     errors_.pop_front();
     return error;
+}
+
+std::uint8_t Cpld::nextValue(std::uint8_t number)
+{
+    auto& shown = shown_[number];
+    if (shown.empty())
+    {
+        return registers_.at(number);
+    }
+    const auto value = shown.front();
+    shown.pop_front();
+    return value;
 }
 
 std::string opened(const Cpld& device)

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <deque>
 #include <initializer_list>
+#include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -53,8 +55,22 @@ class Cpld
     /** From now on the device acknowledges writes and forgets them. */
     void ignoreWrites() { ignoresWrites_ = true; }
 
+    /** The next reads of a register show these values, whatever it holds; all later ones are true.
+     */
+    void show(std::uint8_t number, std::initializer_list<std::uint8_t> values)
+    {
+        shown_[number] = values;
+    }
+
     /** The error numbers of the next transfers, 0 for one that works; all later ones work. */
-    void answerWith(std::initializer_list<int> errors) { errors_ = errors; }
+    void answerWith(const std::vector<int>& errors)
+    {
+        errors_.assign(errors.begin(), errors.end());
+    }
+
+    /** What `ioctl` returns for a transfer that works, instead of the number of messages. */
+    void succeedWith(int result) { result_ = result; }
+    std::optional<int> result() const { return result_; }
 
     const std::string& path() const { return path_; }
     const std::vector<I2cRequest>& requests() const { return requests_; }
@@ -64,11 +80,14 @@ class Cpld
 
   private:
     int nextError();
+    std::uint8_t nextValue(std::uint8_t number);
 
     std::string path_;
     std::array<std::uint8_t, 256> registers_{};
     bool ignoresWrites_ = false;
+    std::optional<int> result_;
     std::deque<int> errors_;
+    std::map<std::uint8_t, std::deque<std::uint8_t>> shown_;
     std::vector<I2cRequest> requests_;
 };
 

@@ -3,7 +3,9 @@
 #include "fakes/journal.hpp"
 
 #include <cerrno>
+#include <cstring>
 #include <ctime>
+#include <deque>
 #include <optional>
 #include <string>
 #include <utility>
@@ -13,7 +15,8 @@ namespace
 
 using std::chrono::nanoseconds;
 
-std::optional<nanoseconds> interruption;
+std::deque<nanoseconds> interruptions;
+std::optional<int> failure;
 
 nanoseconds durationOf(const timespec& time)
 {
@@ -38,11 +41,19 @@ std::string inMilliseconds(nanoseconds duration)
 extern "C" int nanosleep(const timespec* wanted, timespec* remaining)
 {
     const auto duration = durationOf(*wanted);
-    if (const auto passed = std::exchange(interruption, std::nullopt))
+    if (const auto reason = std::exchange(failure, std::nullopt))
     {
+        fakes::note("pause " + inMilliseconds(duration) + ": " + ::strerrorname_np(*reason));
+        errno = *reason;
+        return -1;
+    }
+    if (!interruptions.empty())
+    {
+        const auto passed = interruptions.front();
+        interruptions.pop_front();
         fakes::note("pause " + inMilliseconds(duration) + ", interrupted after " +
-                    inMilliseconds(*passed));
-        *remaining = timeOf(duration - *passed);
+                    inMilliseconds(passed));
+        *remaining = timeOf(duration - passed);
         errno = EINTR;
         return -1;
     }
@@ -55,12 +66,18 @@ namespace fakes
 
 void interruptNextPause(nanoseconds after)
 {
-    interruption = after;
+    interruptions.push_back(after);
+}
+
+void failNextPause(int errorNumber)
+{
+    failure = errorNumber;
 }
 
 void resetPauses()
 {
-    interruption.reset();
+    interruptions.clear();
+    failure.reset();
 }
 
 } // namespace fakes

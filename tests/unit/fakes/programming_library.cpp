@@ -2,7 +2,6 @@
 
 #include "fakes/journal.hpp"
 
-#include <stdexcept>
 #include <string>
 
 namespace fakes
@@ -28,14 +27,7 @@ cpldfwupdate::cpldfwupdate(std::string component, unsigned int device_index,
     {
         progress(percentage);
     }
-    if (library.throwsError)
-    {
-        throw std::runtime_error("no such device");
-    }
-    if (library.throwsNumber)
-    {
-        throw 7; // NOLINT: a library that throws anything at all
-    }
+    library.whenRun();
     ++library.alive;
 }
 
@@ -48,9 +40,6 @@ cpldfwupdate::~cpldfwupdate()
 cpldfwupdate_error_code cpldfwupdate::get_error_code()
 {
     fakes::note("ask for the error codes");
-    if (fakes::programmingLibrary().codesThrow)
-    {
-        throw std::runtime_error("no codes");
-    }
+    fakes::programmingLibrary().whenAsked();
     return fakes::programmingLibrary().codes;
 }

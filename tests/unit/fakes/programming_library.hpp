@@ -3,6 +3,7 @@
 #include "platform/cpldfwupdate.hpp"
 
 #include <cstddef>
+#include <functional>
 #include <vector>
 
 namespace fakes
@@ -15,11 +16,10 @@ struct ProgrammingLibrary
     std::vector<unsigned> progress;
     /** What the run ends with. */
     cpldfwupdate_error_code codes{};
-    /** The run throws after its last report: a standard exception, or something else. */
-    bool throwsError = false;
-    bool throwsNumber = false;
-    /** Asking for the codes throws. */
-    bool codesThrow = false;
+    /** What happens after the run's last report; may throw. */
+    std::function<void()> whenRun = [] {};
+    /** What happens when the codes are asked for; may throw. */
+    std::function<void()> whenAsked = [] {};
     /** Objects that exist. */
     std::size_t alive = 0;
 };

@@ -51,9 +51,11 @@ int i2c_parse_sysinfo(uint32_t node_type, i2c_sysinfo** result)
 {
     auto& description = fakes::sysinfo();
     description.asked.push_back(node_type);
-    if (description.status == 0)
+    description.whenAsked();
+    if (description.status == 0 && !description.forgetsTheResult)
     {
         *result = buildBlock(description);
+        description.handedOut = *result;
     }
     return description.status;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -13,10 +14,16 @@ struct Sysinfo
 {
     /** Status of the parser; other than 0 it hands nothing out. */
     int status = 0;
+    /** Hands nothing out although the status is 0. */
+    bool forgetsTheResult = false;
     /** Device nodes of whatever kind is asked for. */
     std::vector<std::string> nodes;
     /** The count that the description claims, where it is not the number of nodes. */
     std::optional<std::uint32_t> claimedCount;
+    /** What happens when it is asked; may throw. */
+    std::function<void()> whenAsked = [] {};
+    /** The result that was handed out last. */
+    const void* handedOut = nullptr;
     /** Node types that were asked for. */
     std::vector<std::uint32_t> asked;
 };

@@ -1,10 +1,9 @@
 #include "hw/i2c_transfer.hpp"
 
-#include "hw/file_descriptor.hpp"
 #include "service/tavrinupdate.hpp"
 #include "service_test.hpp"
 
-#include <fcntl.h>
+#include <unistd.h>
 
 #include <cerrno>
 
@@ -14,72 +13,6 @@ namespace
 using namespace std::chrono_literals;
 
 using Bytes = std::vector<std::uint8_t>;
-
-class DeviceNode : public ServiceTest
-{
-  protected:
-    DeviceNode() { record.nodeName = "PBB_PLD"; }
-
-    bool open(std::uint8_t instance, int& fd)
-    {
-        return Tavrinupdate::openI2cfdUsingNodename(instance, record, nodes, fd);
-    }
-
-    fakes::Cpld first{"/dev/fake-1"};
-    fakes::Cpld second{"/dev/fake-2"};
-    CpldInventory record;
-    std::vector<std::string> nodes{"/dev/fake-1", "/dev/fake-2"};
-};
-
-TEST_F(DeviceNode, IsChosenByTheInstance)
-{
-    int fd = -1;
-    ASSERT_TRUE(open(1, fd));
-    const FileDescriptor owner(fd);
-    EXPECT_EQ(fakes::journal(), Lines{"open /dev/fake-2"});
-}
-
-TEST_F(DeviceNode, IsOpenedForReadingAndWritingAndNotInherited)
-{
-    int fd = -1;
-    ASSERT_TRUE(open(0, fd));
-    const FileDescriptor owner(fd);
-    EXPECT_EQ(fakes::lastOpenFlags(), O_RDWR | O_CLOEXEC);
-}
-
-TEST_F(DeviceNode, IsTracedWithItsDescriptor)
-{
-    int fd = -1;
-    ASSERT_TRUE(open(0, fd));
-    const FileDescriptor owner(fd);
-    EXPECT_EQ(fakes::platformLog(), Log{fakes::traceLine("[%s] : Open fd Success, fd:%d\n",
-                                                         "openI2cfdUsingNodename", fd)});
-}
-
-TEST_F(DeviceNode, ThatDoesNotExistIsLoggedWithMinusOne)
-{
-    nodes = {"/dev/fake-missing"};
-    int fd = 77;
-    EXPECT_FALSE(open(0, fd));
-    EXPECT_EQ(fakes::platformLog(), Log{fakes::errorLine("[%s] : Open fd Failue, Error: %d\n",
-                                                         "openI2cfdUsingNodename", -1)});
-}
-
-TEST_F(DeviceNode, ThatDoesNotExistLeavesTheDescriptorAlone)
-{
-    nodes = {"/dev/fake-missing"};
-    int fd = 77;
-    EXPECT_FALSE(open(0, fd));
-    EXPECT_EQ(fd, 77);
-}
-
-using DeviceNodeDeathTest = DeviceNode;
-
-TEST_F(DeviceNodeDeathTest, AnInstanceBeyondTheListStopsTheProcess)
-{
-    int fd = -1;
-    EXPECT_DEATH(static_cast<void>(open(2, fd)), "out_of_range");
-}
 
 class Transfer : public ServiceTest
 {
@@ -232,6 +165,13 @@ TEST_F(Transfer, RepeatsTheSameRequest)
     EXPECT_EQ(device.requests()[2], device.requests()[0]);
 }
 
+TEST_F(Transfer, SucceedsWithEveryResultThatIsNotNegative)
+{
+    device.succeedWith(0);
+    EXPECT_TRUE(transfer({0x00}, 2));
+    EXPECT_EQ(fakes::platformLog(), Log{success(1, 2)});
+}
+
 TEST_F(Transfer, KeepsItsDescriptorOpenOnFailure)
 {
     device.answerWith({EIO, EIO, EIO});
@@ -247,6 +187,27 @@ TEST_F(Transfer, ASignalDoesNotShortenThePause)
     EXPECT_EQ(fakes::journal(),
               (Lines{"write 00, read 2: EIO", "pause 5 ms, interrupted after 2 ms", "pause 3 ms",
                      "write 00, read 2"}));
+}
+
+TEST_F(Transfer, SignalsInARowDoNotShortenThePause)
+{
+    device.answerWith({EIO});
+    fakes::interruptNextPause(2ms);
+    fakes::interruptNextPause(1ms);
+    EXPECT_TRUE(transfer({0x00}, 2));
+    EXPECT_EQ(fakes::journal(),
+              (Lines{"write 00, read 2: EIO", "pause 5 ms, interrupted after 2 ms",
+                     "pause 3 ms, interrupted after 1 ms", "pause 2 ms", "write 00, read 2"}));
+}
+
+TEST_F(Transfer, APauseThatCannotBeMadeIsLeftOut)
+{
+    device.answerWith({EIO, ENXIO});
+    fakes::failNextPause(EINVAL);
+    EXPECT_TRUE(transfer({0x00}, 2));
+    EXPECT_EQ(fakes::journal(),
+              (Lines{"write 00, read 2: EIO", "pause 5 ms: EINVAL", "write 00, read 2: ENXIO",
+                     "pause 5 ms", "write 00, read 2"}));
 }
 
 } // namespace

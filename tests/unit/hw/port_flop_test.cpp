@@ -1,7 +1,5 @@
 #include "hw/port_test.hpp"
 
-#include "case_name.hpp"
-
 namespace
 {
 
@@ -183,53 +181,5 @@ TEST_F(FlopPort, WhoseVersionCannotBeReadCountsAsVersion000)
                    version(0, 0, 0), inByte3(), current(3, 0x00), setting(3, 0x01), readBack(0x01),
                    verified()}));
 }
-
-/** Which register a FLOP of a version has on a platform. */
-struct Register
-{
-    const char* name;
-    std::uint8_t first;
-    std::uint8_t second;
-    std::deque<std::int32_t> identities;
-    std::uint8_t expected;
-    std::size_t questions;
-};
-
-class FlopRegister : public FlopPort, public testing::WithParamInterface<Register>
-{
-};
-
-TEST_P(FlopRegister, DependsOnVersionAndPlatform)
-{
-    const auto& [name, first, second, identities, expected, questions] = GetParam();
-    device[versionByte12] = first;
-    device[versionByte13] = second;
-    fakes::platformIdentity() = {identities, 99};
-
-    EXPECT_TRUE(enable());
-
-    const auto number = expected == byte3 ? std::string("03") : std::string("08");
-    Lines events{opened(device), "write 0c, read 2"};
-    events.insert(events.end(), questions, "ask for the platform identity");
-    events.insert(events.end(), {"write " + number + ", read 1", "write " + number + " 01, read 0",
-                                 "write " + number + ", read 1", closed(device)});
-    EXPECT_EQ(fakes::journal(), events);
-    EXPECT_EQ(ownLog().at(3), expected == byte3 ? inByte3() : inByte8());
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Cases, FlopRegister,
-    testing::Values(Register{"Version000OnPlatform4", 0x00, 0x00, {4}, byte3, 1},
-                    Register{"Version005OnPlatform4", 0x05, 0x00, {4}, byte3, 1},
-                    Register{"Version005OnPlatform5", 0x05, 0x00, {5, 5}, byte3, 2},
-                    Register{"Version005OnPlatform6", 0x05, 0x00, {6, 6}, byte8, 2},
-                    Register{"Version005OnAnUnknownPlatform", 0x05, 0x00, {0, 0}, byte8, 2},
-                    Register{"AskedAfreshTheSecondTime", 0x05, 0x00, {6, 5}, byte3, 2},
-                    Register{"FirstAnswer5SecondAnswer4", 0x05, 0x00, {5, 4}, byte8, 2},
-                    Register{"TheUnusedNibbleDoesNotCount", 0x05, 0x0F, {4}, byte3, 1},
-                    Register{"Version006OnPlatform5", 0x06, 0x00, {}, byte8, 0},
-                    Register{"Version010OnPlatform4", 0x10, 0x00, {}, byte8, 0},
-                    Register{"Version100OnPlatform4", 0x00, 0x10, {}, byte8, 0}),
-    CaseName{});
 
 } // namespace

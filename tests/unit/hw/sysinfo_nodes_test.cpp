@@ -6,6 +6,28 @@
 namespace
 {
 
+/** How often the result that was handed out last was freed. */
+int releases = 0;
+
+} // namespace
+
+// The program's own calls of free come here by the linker's help: see meson.build.
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the linker's names
+extern "C" void __real_free(void* block);
+
+extern "C" void __wrap_free(void* block)
+{
+    if (block != nullptr && block == fakes::sysinfo().handedOut)
+    {
+        ++releases;
+    }
+    __real_free(block);
+}
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+
+namespace
+{
+
 TEST(NodeTypeCode, BelongsToTheKind)
 {
     EXPECT_EQ(nodeTypeCode(KindCode::flop), 26U);
@@ -103,16 +125,64 @@ TEST_F(SysinfoNodes, ACountOf255IsTaken)
     EXPECT_EQ(record.instanceCount, 255U);
 }
 
-TEST_F(SysinfoNodes, ACountThatEightBitsCannotHoldIsRefused)
+TEST_F(SysinfoNodes, AreCopiedBeforeTheResultIsFreed)
 {
     fakes::sysinfo().nodes = {"/dev/i2c-7"};
+    releases = 0;
+    EXPECT_EQ(Tavrinupdate::getSysinfoNodes(record, nodes), 0);
+    EXPECT_EQ(releases, 1);
+    EXPECT_EQ(nodes, Lines{"/dev/i2c-7"});
+}
+
+TEST_F(SysinfoNodes, AreFreedWhereTheyAreTooMany)
+{
     fakes::sysinfo().claimedCount = 256;
+    releases = 0;
+    EXPECT_NE(Tavrinupdate::getSysinfoNodes(record, nodes), 0);
+    EXPECT_EQ(releases, 1);
+}
+
+TEST_F(SysinfoNodes, AreListedAllWhereTheCountIsSmaller)
+{
+    fakes::sysinfo().nodes = {"/dev/i2c-7", "/dev/i2c-3"};
+    fakes::sysinfo().claimedCount = 1;
+    EXPECT_EQ(Tavrinupdate::getSysinfoNodes(record, nodes), 0);
+    EXPECT_EQ(record.instanceCount, 1U);
+    EXPECT_EQ(nodes, (Lines{"/dev/i2c-7", "/dev/i2c-3"}));
+}
+
+TEST_F(SysinfoNodes, HaveNamesOfAnyLengthThatFits)
+{
+    const std::string longest = "/dev/" + std::string(58, 'x');
+    fakes::sysinfo().nodes = {longest, ""};
+    EXPECT_EQ(Tavrinupdate::getSysinfoNodes(record, nodes), 0);
+    EXPECT_EQ(nodes, (Lines{longest, ""}));
+}
+
+TEST_F(SysinfoNodes, CountsThatEightBitsCannotHoldAreRefused)
+{
+    for (const std::uint32_t count : {256U, 257U, 65536U, 4294967295U})
+    {
+        fakes::clearPlatformLog();
+        fakes::sysinfo().nodes = {"/dev/i2c-7"};
+        fakes::sysinfo().claimedCount = count;
+        EXPECT_NE(Tavrinupdate::getSysinfoNodes(record, nodes), 0);
+        EXPECT_EQ(record.instanceCount, 7U);
+        EXPECT_EQ(nodes, Lines{});
+        EXPECT_EQ(fakes::platformLog(),
+                  Log{fakes::errorLine("[%s] : %s has %u instances, at most %u are supported\n",
+                                       "getSysinfoNodes", "PDB_PLD", count, 255U)});
+    }
+}
+
+TEST_F(SysinfoNodes, AMissingResultIsAFailure)
+{
+    fakes::sysinfo().forgetsTheResult = true;
     EXPECT_NE(Tavrinupdate::getSysinfoNodes(record, nodes), 0);
     EXPECT_EQ(record.instanceCount, 7U);
-    EXPECT_EQ(nodes, Lines{});
     EXPECT_EQ(fakes::platformLog(),
-              Log{fakes::errorLine("[%s] : %s has %u instances, at most %u are supported\n",
-                                   "getSysinfoNodes", "PDB_PLD", 256U, 255U)});
+              Log{fakes::errorLine("[%s] : sysinfo parse gave no result for %s\n",
+                                   "getSysinfoNodes", "PDB_PLD")});
 }
 
 } // namespace

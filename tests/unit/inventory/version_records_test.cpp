@@ -181,28 +181,46 @@ struct Answer
 
 class VersionRecordLayout : public VersionRecords, public testing::WithParamInterface<Answer>
 {
+  protected:
+    /** Makes the library answer so, and adds to `record` what it must then hold. */
+    static ExpectedRecord answer(ExpectedRecord record)
+    {
+        auto& library = fakes::softwareInventory();
+        library.current = GetParam().current;
+        library.previous = GetParam().previous;
+        library.sha256 = GetParam().digest;
+        for (const auto& [field, text] :
+             {std::pair{44, library.current}, {40, library.previous}, {71, library.sha256}})
+        {
+            if (!text.empty())
+            {
+                record.with(static_cast<std::size_t>(field), text);
+            }
+        }
+        return record;
+    }
 };
 
 TEST_P(VersionRecordLayout, HoldsExactlyWhatTheLibraryKnows)
 {
-    const auto& [name, current, previous, digest] = GetParam();
-    auto& library = fakes::softwareInventory();
-    library.current = current;
-    library.previous = previous;
-    library.sha256 = digest;
+    const auto expected = answer(description());
     askFor(2);
+    EXPECT_EQ(fakes::softwareInventory().recordAtChange, expected.bytes());
+    EXPECT_EQ(fakes::softwareInventory().recordAtRelease, expected.bytes());
+}
 
-    auto expected = description();
-    for (const auto& [field, text] :
-         {std::pair{44, library.current}, {40, library.previous}, {71, library.sha256}})
-    {
-        if (!text.empty())
-        {
-            expected.with(static_cast<std::size_t>(field), text);
-        }
-    }
-    EXPECT_EQ(library.recordAtChange, expected.bytes());
-    EXPECT_EQ(library.recordAtRelease, expected.bytes());
+TEST_P(VersionRecordLayout, IsTheSameBehindAKeyThatWasCutAndWithAChangeValue)
+{
+    pdb.fqdds.at(1) = "PDBCPLD.Embedded.Slot.12345";
+    ExpectedRecord cut;
+    cut.with(20, "0x803||PDBCPLD.Embedded.Slot").number(24, 109 + 5);
+    cut.with(52, "PDB_CPLD.2").with(48, "4.5.6");
+    auto expected = answer(cut);
+    fakes::softwareInventory().changeValue = 0xF1F2F3F4F5F6F7F8;
+    askFor(2);
+    EXPECT_EQ(fakes::softwareInventory().recordAtChange, expected.bytes());
+    expected.number(32, 0xF1F2F3F4F5F6F7F8);
+    EXPECT_EQ(fakes::softwareInventory().recordAtRelease, expected.bytes());
 }
 
 INSTANTIATE_TEST_SUITE_P(Answers, VersionRecordLayout,

@@ -1,8 +1,10 @@
 #include "update/progress.hpp"
 
 #include "service_test.hpp"
+#include "update/method_error.hpp"
 
 #include <cerrno>
+#include <stdexcept>
 
 namespace
 {
@@ -105,7 +107,7 @@ TEST_F(Report, WithoutABusIsLoggedAndDropped)
 
 TEST_F(Report, ThatIsRefusedIsLoggedWithTheErrorsWords)
 {
-    fakes::coordinator().reportResult = -EHOSTUNREACH;
+    fakes::coordinator().result = -EHOSTUNREACH;
     fakes::coordinator().errorName = "org.freedesktop.DBus.Error.ServiceUnknown";
     fakes::coordinator().errorMessage = "nobody there";
     reportUpdateStatus(request, 14, 0);
@@ -119,7 +121,7 @@ TEST_F(Report, ThatIsRefusedIsLoggedWithTheErrorsWords)
 
 TEST_F(Report, ThatFailsWithoutAnErrorSaysSo)
 {
-    fakes::coordinator().reportResult = -ETIMEDOUT;
+    fakes::coordinator().result = -ETIMEDOUT;
     reportUpdateStatus(request, 14, 0);
     EXPECT_EQ(fakes::platformLog(),
               announcedAnd({errorLine("[%s]: Failed to report ActivationProgress: rc=%d (%s)\n",
@@ -130,7 +132,7 @@ TEST_F(Report, ThatFailsWithoutAnErrorSaysSo)
 
 TEST_F(Report, ThatFailsWithAnErrorWithoutWordsSaysSo)
 {
-    fakes::coordinator().reportResult = -EACCES;
+    fakes::coordinator().result = -EACCES;
     fakes::coordinator().errorName = "org.example.Error";
     reportUpdateStatus(request, 14, 0);
     EXPECT_EQ(fakes::platformLog().back(),
@@ -140,7 +142,7 @@ TEST_F(Report, ThatFailsWithAnErrorWithoutWordsSaysSo)
 
 TEST_F(Report, IsNotRepeated)
 {
-    fakes::coordinator().reportResult = -EHOSTUNREACH;
+    fakes::coordinator().result = -EHOSTUNREACH;
     reportUpdateStatus(request, 4, 100);
     EXPECT_EQ(fakes::journal().size(), 1U);
 }
@@ -154,18 +156,46 @@ TEST_F(ProgressCallback, ReportsTheJobInHandAsRunning)
     EXPECT_EQ(fakes::journal(), Lines{"report CPLD.IOBay.1 status 4, transaction 17, 37 %"});
 }
 
+/** The callback's lines with those of its report between them. */
+fakes::Log called(const fakes::Log& between)
+{
+    fakes::Log lines{traceLine("[%s] : UpdateStatus : InProgress, UpdatePercentage : %d\n",
+                               "StatusUpdate_CB", 37)};
+    lines.insert(lines.end(), between.begin(), between.end());
+    return lines;
+}
+
+fakes::LogLine exiting()
+{
+    return traceLine("[%s] : Exiting\n", "StatusUpdate_CB");
+}
+
 TEST_F(ProgressCallback, TellsBeginningAndEnd)
 {
     updateRequest() = request;
     StatusUpdate_CB(37);
-    Log expected{traceLine("[%s] : UpdateStatus : InProgress, UpdatePercentage : %d\n",
-                           "StatusUpdate_CB", 37)};
-    for (const auto& line : announced(37, 4))
-    {
-        expected.push_back(line);
-    }
-    expected.push_back(traceLine("[%s] : Exiting\n", "StatusUpdate_CB"));
+    auto expected = called(announced(37, 4));
+    expected.push_back(exiting());
     EXPECT_EQ(fakes::platformLog(), expected);
+}
+
+TEST_F(ProgressCallback, LogsABusErrorThatEscapesTheReport)
+{
+    updateRequest() = request;
+    fakes::coordinator().whenTold = [] { throw MethodError("org.example.Error", "no words sent"); };
+    EXPECT_NO_THROW(StatusUpdate_CB(37));
+    auto expected = called(announced(37, 4));
+    expected.push_back(errorLine("[%s] : Exception: %s\n", "StatusUpdate_CB", "no words sent"));
+    expected.push_back(exiting());
+    EXPECT_EQ(fakes::platformLog(), expected);
+}
+
+TEST_F(ProgressCallback, PassesAnyOtherExceptionOn)
+{
+    updateRequest() = request;
+    fakes::coordinator().whenTold = [] { throw std::runtime_error("not the bus's"); };
+    EXPECT_THROW(StatusUpdate_CB(37), std::runtime_error);
+    EXPECT_EQ(fakes::platformLog(), called(announced(37, 4)));
 }
 
 } // namespace

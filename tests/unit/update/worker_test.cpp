@@ -2,7 +2,13 @@
 
 #include "case_name.hpp"
 
+#include <sdbusplus/exception.hpp>
+
 #include <cerrno>
+#include <functional>
+#include <new>
+#include <stdexcept>
+#include <system_error>
 
 namespace
 {
@@ -123,32 +129,81 @@ TEST_F(Worker, APortThatDoesNotCloseIsLoggedAndNoFailure)
     EXPECT_EQ(ownLog(), (Log{entering(), calling(), programmed(), portNotClosed(), success()}));
 }
 
-TEST_F(Worker, ALibraryThatThrowsFailsTheUpdateAndThePortIsClosed)
+struct Thrown
 {
-    fakes::programmingLibrary().throwsError = true;
+    const char* name;
+    std::function<void()> thrower;
+    std::string logged;
+};
+
+class WorkerWithAThrowingLibrary : public Worker, public testing::WithParamInterface<Thrown>
+{
+};
+
+TEST_P(WorkerWithAThrowingLibrary, ClosesThePortThenReportsAFailure)
+{
+    fakes::programmingLibrary().progress = {20};
+    fakes::programmingLibrary().whenRun = GetParam().thrower;
     run();
     EXPECT_EQ(fakes::journal(),
-              joined({programming(), closing(), {"pause 500 ms", report(18, 0)}}));
-    EXPECT_EQ(ownLog(), (Log{entering(), calling(), exception("no such device"), failed()}));
+              joined({programming(), {report(4, 20)}, closing(), {"pause 500 ms", report(18, 0)}}));
+    EXPECT_EQ(ownLog(),
+              (Log{entering(), calling(), exception(GetParam().logged.c_str()), failed()}));
     EXPECT_EQ(finished->takeAll(), Lines{"/com/vexa/bevon/cpld_updater/PDB_PLD_2"});
+    EXPECT_FALSE(updateRunning());
 }
 
-TEST_F(Worker, ALibraryThatThrowsWhateverFailsTheUpdate)
-{
-    fakes::programmingLibrary().throwsNumber = true;
-    run();
-    EXPECT_EQ(fakes::journal(),
-              joined({programming(), closing(), {"pause 500 ms", report(18, 0)}}));
-    EXPECT_EQ(ownLog(), (Log{entering(), calling(), exception("unknown"), failed()}));
-}
+// NOLINTBEGIN: a library may throw anything at all
+INSTANTIATE_TEST_SUITE_P(
+    Table, WorkerWithAThrowingLibrary,
+    testing::Values(Thrown{"RuntimeError", [] { throw std::runtime_error("no such device"); },
+                           "no such device"},
+                    Thrown{"LogicError", [] { throw std::logic_error("%s %n"); }, "%s %n"},
+                    Thrown{"NoMemory", [] { throw std::bad_alloc(); }, "std::bad_alloc"},
+                    Thrown{"SystemError",
+                           []
+                           { throw std::system_error(std::make_error_code(std::errc::io_error)); },
+                           "Input/output error"},
+                    Thrown{"BusError",
+                           [] { throw sdbusplus::exception::SdBusError(ENOTCONN, "bus"); },
+                           sdbusplus::exception::SdBusError(ENOTCONN, "bus").what()},
+                    Thrown{"NoWords", [] { throw std::runtime_error(""); }, ""},
+                    Thrown{"Number", [] { throw 7; }, "unknown"},
+                    Thrown{"Text", [] { throw "text"; }, "unknown"}),
+    CaseName{});
+// NOLINTEND
 
 TEST_F(Worker, CodesThatCannotBeHadFailTheUpdate)
 {
-    fakes::programmingLibrary().codesThrow = true;
+    fakes::programmingLibrary().whenAsked = [] { throw std::runtime_error("no codes"); };
     run();
     EXPECT_EQ(ownLog(),
               (Log{entering(), calling(), programmed(), exception("no codes"), failed()}));
-    EXPECT_EQ(fakes::journal().back(), "release the run");
+    EXPECT_EQ(fakes::journal(), joined({programming(),
+                                        {"pause 1000 ms"},
+                                        closing(),
+                                        {"pause 500 ms", "ask for the error codes", report(18, 0),
+                                         "release the run"}}));
+}
+
+TEST_F(Worker, AClosingThatThrowsIsLoggedAndNoFailure)
+{
+    fakes::sysinfo().whenAsked = [] { throw std::bad_alloc(); };
+    run();
+    EXPECT_EQ(fakes::journal(), joined({programming(),
+                                        {"pause 1000 ms", "pause 500 ms", "ask for the error codes",
+                                         report(28, 100), "release the run"}}));
+    EXPECT_EQ(ownLog(),
+              (Log{entering(), calling(), programmed(), exception("std::bad_alloc"), success()}));
+}
+
+TEST_F(Worker, AReportThatThrowsIsLoggedAndTheDeviceMarkedAllTheSame)
+{
+    fakes::coordinator().whenTold = [] { throw std::bad_alloc(); };
+    run();
+    EXPECT_EQ(ownLog(),
+              (Log{entering(), calling(), programmed(), success(), exception("std::bad_alloc")}));
+    EXPECT_EQ(finished->takeAll(), Lines{"/com/vexa/bevon/cpld_updater/PDB_PLD_2"});
 }
 
 TEST_F(Worker, ReportsThatCannotBeSentDoNotChangeTheOutcome)

@@ -1,0 +1,149 @@
+#include "fakes/next_symbol.hpp"
+#include "log/log.hpp"
+#include "log/log_file.hpp"
+#include "service_test.hpp"
+
+#include <sys/stat.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <atomic>
+
+namespace
+{
+
+constexpr auto logPath = "/var/log/tavrinupdate.log";
+
+/** How often the process wrote to any file. */
+std::atomic<unsigned> writes;
+
+class LogFileExtremes : public ServiceTest
+{
+  protected:
+    static std::filesystem::path place() { return fakes::placeOf(logPath); }
+    static std::string content() { return fakes::contentOf(place()); }
+
+    static fakes::LogLine notRewritten()
+    {
+        return fakes::lineOf(1, 337, "[%s] : ofstream: Failed to open log file: %s\n",
+                             "delete_old_log", logPath);
+    }
+
+    static fakes::LogLine notRead()
+    {
+        return fakes::lineOf(1, 337, "[%s] : ifstream: Failed to open log file: %s\n",
+                             "delete_old_log", logPath);
+    }
+};
+
+TEST_F(LogFileExtremes, AFileThatCannotBeRewrittenGrowsAndEachRecordTellsOfIt)
+{
+    const std::string old(9214, 'o');
+    fakes::write(place(), old);
+    fakes::refuseLogFile('w');
+    addlog("a");
+    addlog("b");
+    EXPECT_EQ(content(), old + "9214 : a9222 : b");
+    EXPECT_EQ(fakes::platformLog(), (Log{notRewritten(), notRewritten()}));
+
+    fakes::refuseLogFile('\0');
+    addlog("c");
+    EXPECT_EQ(content(), old.substr(1024) + "9214 : a9222 : b9230 : c");
+}
+
+TEST_F(LogFileExtremes, AFileThatCannotBeReadIsNotRewritten)
+{
+    const std::string old(9216, 'o');
+    fakes::write(place(), old);
+    fakes::refuseLogFile('r');
+    addlog("a");
+    EXPECT_EQ(content(), old + "9216 : a");
+    EXPECT_EQ(fakes::platformLog(), Log{notRead()});
+}
+
+TEST_F(LogFileExtremes, AFullMediumLosesTheRecordAndIsToldToNobody)
+{
+    std::filesystem::create_symlink("/dev/full", place());
+    addlog("lost\n");
+    EXPECT_EQ(fakes::platformLog(), Log{});
+    EXPECT_TRUE(std::filesystem::is_symlink(place()));
+}
+
+struct CutMessage
+{
+    std::size_t sizeBefore;
+    std::size_t sizeAfter;
+};
+
+class CutMessageAtTheLimit : public LogFileExtremes, public testing::WithParamInterface<CutMessage>
+{
+};
+
+// The file gets "8186 : " and 1023 of the message's 2000 characters, and that is what counts.
+TEST_P(CutMessageAtTheLimit, CountsWithTheLengthThatIsWritten)
+{
+    fakes::write(place(), std::string(GetParam().sizeBefore, 'o'));
+    logRecord("%s", std::string(2000, 'm').c_str());
+    const auto record = std::to_string(GetParam().sizeBefore) + " : " + std::string(1023, 'm');
+    EXPECT_EQ(content(), std::string(GetParam().sizeAfter - record.size(), 'o') + record);
+}
+
+INSTANTIATE_TEST_SUITE_P(Sizes, CutMessageAtTheLimit,
+                         testing::Values(CutMessage{8185, 9215}, CutMessage{8186, 9216 - 1024},
+                                         CutMessage{8187, 9217 - 1024}));
+
+TEST_F(LogFileExtremes, ANewFileHasTheModeThatTheProcessGivesItsFiles)
+{
+    const auto before = ::umask(0027);
+    addlog("first\n");
+    ::umask(before);
+    struct stat found
+    {
+    };
+    ASSERT_EQ(::stat(place().c_str(), &found), 0);
+    EXPECT_EQ(found.st_mode & 0777U, 0640U);
+}
+
+TEST_F(LogFileExtremes, ATrimmedFileIsTheSameFile)
+{
+    fakes::write(place(), std::string(9300, 'o'));
+    ASSERT_EQ(::chmod(place().c_str(), 0604), 0);
+    struct stat before
+    {
+    };
+    struct stat after
+    {
+    };
+    ASSERT_EQ(::stat(place().c_str(), &before), 0);
+    delete_old_log();
+    ASSERT_EQ(::stat(place().c_str(), &after), 0);
+    EXPECT_EQ(after.st_size, 9300 - 1024);
+    EXPECT_EQ(after.st_ino, before.st_ino);
+    EXPECT_EQ(after.st_mode, before.st_mode);
+}
+
+TEST_F(LogFileExtremes, ARecordIsWrittenInOneGoSoThatThoseOfSeveralThreadsStayWhole)
+{
+    fakes::write(place(), "before\n");
+    writes = 0;
+    addlog("message\n");
+    EXPECT_EQ(writes, 1U);
+    EXPECT_EQ(content(), "before\n7 : message\n");
+}
+
+} // namespace
+
+// The C++ library's file streams use these as well; it must see them, hence the visibility.
+extern "C" __attribute__((visibility("default"))) ssize_t write(int fd, const void* bytes,
+                                                                std::size_t count)
+{
+    ++writes;
+    return fakes::nextSymbol<ssize_t(int, const void*, std::size_t)>("write")(fd, bytes, count);
+}
+
+extern "C" __attribute__((visibility("default"))) ssize_t writev(int fd, const iovec* parts,
+                                                                 int count)
+{
+    ++writes;
+    return fakes::nextSymbol<ssize_t(int, const iovec*, int)>("writev")(fd, parts, count);
+}
