@@ -51,8 +51,9 @@ def _text(message: dict[str, Any]) -> str:
 
 
 def _announcement(message: dict[str, Any]) -> str:
-    if message["member"] != "InterfacesAdded":
+    verb = {"InterfacesAdded": "added", "InterfacesRemoved": "removed"}.get(message["member"])
+    if verb is None:
         return f"{message['type']} {message['member']} {message['body']}"
     path, interfaces = message["body"]
     own = sorted(i.rpartition(".")[2] for i in interfaces if not i.startswith(STANDARD))
-    return f"{path.rpartition('/')[2]} added: {', '.join(own)}"
+    return f"{path.rpartition('/')[2]} {verb}: {', '.join(own)}"

@@ -87,6 +87,13 @@ def pending(build_shared_world: Callable[..., World]) -> World:
             start.fru_signal_seen(False),
         ),
         ({"A": Variant("q", 1), "Z": Variant("d", 1.5)}, []),
+        # Whatever else holds the name and wherever it stands, the exact one counts.
+        (
+            {"XFRUreadComplete": Variant("b", True), "FRUreadComplete": Variant("b", False)}
+            | {"FRUreadComplete2": Variant("b", True), "AFRUreadComplete": Variant("s", "")},
+            start.fru_signal_seen(False),
+        ),
+        ({"XFRUreadComplete": Variant("b", True), "FRUreadComplete2": Variant("q", 1)}, []),
     ],
 )
 def test_only_a_boolean_of_the_exact_name_counts(

@@ -16,6 +16,9 @@ from tavrinsim.world import World
 NO_DEVICE = [
     "",
     "1",
+    "99999999999999999999",
+    ".",
+    ".1",
     "PBBCPLD.Embedded",
     "PBBCPLD.Embedded1",
     "pbbcpld.embedded.1",
@@ -23,7 +26,12 @@ NO_DEVICE = [
     "PBBCPLD.Embedded.one",
     "PBBCPLD.Embedded.1x",
     "PBBCPLD.Embedded. 1",
+    "PBBCPLD.Embedded.1 ",
+    "PBBCPLD.Embedded.+1",
     "PBBCPLD.Embedded.-1",
+    "PBBCPLD.Embedded.-99999999999",
+    "PBBCPLD.Embedded..1",
+    "PBBCPLD.Embedded.1.",
     "PBBCPLD.Embedded.0",
     "PBBCPLD.Embedded.3",
     "PBBCPLD.Embedded.257",
@@ -48,7 +56,7 @@ def test_an_fqdd_without_a_device_is_refused_and_not_reported(service: World) ->
     assert service.coordinator.reports == []
 
 
-@pytest.mark.parametrize("number", ["2147483648", "99999999999999999999"])
+@pytest.mark.parametrize("number", ["2147483648", "4294967297", "99999999999999999999"])
 def test_a_device_number_out_of_range_is_an_error_reply(shared_service: World, number: str) -> None:
     start = shared_service.trace.mark()
     with pytest.raises(BusError) as error:
@@ -58,8 +66,10 @@ def test_a_device_number_out_of_range_is_an_error_reply(shared_service: World, n
     assert run(shared_service, "PBBCPLD.Embedded.1", "/").progress == [(18, 0)]
 
 
-@pytest.mark.parametrize("fqdd", ["PBBCPLD.Embedded.", "PBBCPLD.Embedded.01"])
-def test_no_number_and_a_leading_zero_both_mean_the_first_device(
+@pytest.mark.parametrize(
+    "fqdd", ["PBBCPLD.Embedded.", "PBBCPLD.Embedded.01", "PBBCPLD.Embedded.00000000000000000001"]
+)
+def test_no_number_and_leading_zeroes_both_mean_the_first_device(
     shared_service: World, fqdd: str
 ) -> None:
     folder = shared_service.payload_folder()

@@ -44,6 +44,44 @@ def test_every_object_has_the_four_interfaces_member_by_member(
     assert shape(shared_service.client.introspect(path)) == interfaces.ALL
 
 
+def test_interfaces_are_added_one_after_the_other(shared_service: World) -> None:
+    # Introspection begins with what was added last.
+    last = [
+        "com.vexa.bevon.inventory.TavrinInventory",
+        "com.vexa.bevon.inventory.BaseSwInventory",
+    ]
+    registration = "com.vexa.bevon.cmnupdate.comp_mprop_dri_registration"
+    update = "com.vexa.bevon.cmnupdate.comp_update"
+    anchor = shape(shared_service.client.introspect("/com/vexa/bevon/dummy"))
+    assert list(anchor) == [*last, registration, update]
+    for path in PATHS[1:]:
+        cpld = shape(shared_service.client.introspect(path))
+        assert list(cpld) == [*last, update, registration]
+
+
+def test_the_service_has_an_anchor_and_the_cplds_and_nothing_else(
+    shared_service: World,
+) -> None:
+    words = ["tree", "--list", names.SERVICE]
+    address = f"--address={shared_service.bus.address}"
+    done = subprocess.run(
+        ["busctl", address, *words], text=True, capture_output=True, check=True
+    )
+    objects = {path for path in done.stdout.split() if has_interfaces(shared_service, path)}
+    assert objects == {
+        "/com/vexa/bevon/dummy",
+        "/com/vexa/bevon/cpld_updater/PBB_PLD_1",
+        "/com/vexa/bevon/cpld_updater/PBB_PLD_2",
+        "/com/vexa/bevon/cpld_updater/PDB_PLD_1",
+        "/com/vexa/bevon/cpld_updater/FLOP_1",
+    }
+
+
+def has_interfaces(world: World, path: str) -> bool:
+    """Whether there is an object of the service's own at the path."""
+    return shape(world.client.introspect(path)) != {}
+
+
 def test_a_common_tool_sees_the_same(shared_service: World) -> None:
     words = ["introspect", "--xml-interface", names.SERVICE, PATHS[-1]]
     address = f"--address={shared_service.bus.address}"

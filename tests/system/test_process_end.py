@@ -13,6 +13,10 @@ from tavrinsim.world import World
 DESTROYED = "T [~Tavrinupdate] : DESTRUCTOR called\n"
 EXITING = "T [main]: Exiting process ..."
 
+BUS_GONE = (
+    "[main] : DBus Exception: sd_bus_process discard: "
+    "org.freedesktop.DBus.Error.Disconnected: Connection reset by peer\n"
+)
 NO_MEMORY = "org.freedesktop.DBus.Error.NoMemory: Cannot allocate memory"
 
 
@@ -32,12 +36,22 @@ def test_when_the_bus_goes_away_the_service_ends(service: World) -> None:
     mark, size = service.trace.mark(), len(service.log())
     service.bus.stop()
     assert service.service.wait() == 0
-    error = (
-        "[main] : DBus Exception: sd_bus_process discard: "
-        "org.freedesktop.DBus.Error.Disconnected: Connection reset by peer\n"
-    )
-    assert logs(service, mark) == [DESTROYED, f"E {error}", EXITING]
-    assert service.log()[size:] == f"{size} : {error}"
+    assert logs(service, mark) == [DESTROYED, f"E {BUS_GONE}", EXITING]
+    assert service.log()[size:] == f"{size} : {BUS_GONE}"
+
+
+def test_a_running_update_is_not_waited_for(service: World) -> None:
+    gate = service.board.faults.gate()
+    service.board.faults.programming(pause_at=5, gate=gate)
+    job = service.job("PBBCPLD.Embedded.1", service.payload("pbb", "2.3.4"))
+    assert service.coordinator.update(job) == 0
+    gate.wait_reached()
+    assert service.service is not None
+    mark, size = service.trace.mark(), len(service.log())
+    service.bus.stop()
+    assert service.service.wait() == 0
+    assert logs(service, mark) == [DESTROYED, f"E {BUS_GONE}", EXITING]
+    assert service.log()[size:] == f"{size} : {BUS_GONE}"
 
 
 @pytest.mark.parametrize("interface", [1, 2, 3, 4])

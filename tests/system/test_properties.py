@@ -2,11 +2,13 @@
 
 from __future__ import annotations
 
+import subprocess
 from typing import Any
 
 import pytest
 from dbus_next import Variant
 from expected import interfaces
+from expected.interfaces import fresh
 from messages import settled_mark, signals
 from tavrinsim import names
 from tavrinsim.connection import BusError
@@ -44,20 +46,6 @@ def plain(world: World, path: str, interface: str) -> dict[str, Any]:
     return {name: value.value for name, value in values.items()}
 
 
-def empty(interface: str) -> dict[str, Any]:
-    """An interface that nobody has filled."""
-    kinds = {"s": "", "b": False}
-    return {name: kinds.get(sig, 0) for name, sig, *_ in interfaces.properties(interface)}
-
-
-EMPTY_TAVRIN_INVENTORY = empty(names.TAVRIN_INVENTORY) | {
-    "DeviceType": 1,
-    "DisplayName": "PBB CPLD",
-    "FriendlyFQDD": "PBB CPLD",
-    "UpdateStatus": "NotStarted",
-}
-
-
 @pytest.mark.parametrize(
     ("kind", "number", "component", "fqdd", "title", "count", "version"),
     [
@@ -78,7 +66,7 @@ def test_a_published_cpld_shows_what_is_known_of_it(
     version: str,
 ) -> None:
     path = f"/com/vexa/bevon/cpld_updater/{kind.node}_{number}"
-    assert plain(service, path, UPDATE) == empty(UPDATE)
+    assert plain(service, path, UPDATE) == fresh(UPDATE)
     assert plain(service, path, names.REGISTRATION) == {
         "Fqdd": fqdd,
         "Comp_ID": component,
@@ -91,17 +79,21 @@ def test_a_published_cpld_shows_what_is_known_of_it(
     }
     shown = {"InstalledVersionString": version, "DisplayName": title, "FriendlyFQDD": title}
     assert plain(service, path, names.BASE_INVENTORY) == (
-        empty(names.BASE_INVENTORY) | shown | {"FQDD": fqdd, "ComponentID": component}
+        fresh(names.BASE_INVENTORY) | shown | {"FQDD": fqdd, "ComponentID": component}
     )
     assert plain(service, path, names.TAVRIN_INVENTORY) == (
-        EMPTY_TAVRIN_INVENTORY | shown | {"Fqdd": fqdd, "Comp_ID": component, "Count": count}
+        fresh(names.TAVRIN_INVENTORY)
+        | shown
+        | {"Fqdd": fqdd, "Comp_ID": component, "Count": count}
     )
 
 
 def test_the_anchor_keeps_its_defaults(service: World) -> None:
     for interface in (UPDATE, names.REGISTRATION, names.BASE_INVENTORY):
-        assert plain(service, names.ANCHOR, interface) == empty(interface)
-    assert plain(service, names.ANCHOR, names.TAVRIN_INVENTORY) == EMPTY_TAVRIN_INVENTORY
+        assert plain(service, names.ANCHOR, interface) == fresh(interface)
+    assert plain(service, names.ANCHOR, names.TAVRIN_INVENTORY) == fresh(
+        names.TAVRIN_INVENTORY
+    )
 
 
 def test_what_is_writable_takes_a_value_and_tells_nobody(service: World) -> None:
@@ -177,8 +169,8 @@ def test_all_properties_at_once_land_on_the_anchor(clean_anchor: World, path: st
     mark = settled_mark(clean_anchor)
     assert set_all(clean_anchor, FULL, path) == 0
     assert clean_anchor.client.get_all(names.ANCHOR, UPDATE) == FULL
-    assert plain(clean_anchor, PBB_1, UPDATE) == empty(UPDATE)
-    assert plain(clean_anchor, FLOP.object_path(1), UPDATE) == empty(UPDATE)
+    assert plain(clean_anchor, PBB_1, UPDATE) == fresh(UPDATE)
+    assert plain(clean_anchor, FLOP.object_path(1), UPDATE) == fresh(UPDATE)
     assert signals(clean_anchor, mark) == []
 
 
@@ -208,10 +200,21 @@ def test_setting_stops_at_what_cannot_be_set(
     clean_anchor: World, values: dict[str, Variant], result: int, changed: dict[str, Any]
 ) -> None:
     assert set_all(clean_anchor, values) == result
-    assert plain(clean_anchor, names.ANCHOR, UPDATE) == empty(UPDATE) | changed
+    assert plain(clean_anchor, names.ANCHOR, UPDATE) == fresh(UPDATE) | changed
 
 
 def test_a_value_of_no_known_type_empties_a_text(clean_anchor: World) -> None:
     assert set_all(clean_anchor, {"Jobid": Variant("s", "J")}) == 0
     assert set_all(clean_anchor, {"Jobid": Variant("i", 1)}) == 0
-    assert plain(clean_anchor, names.ANCHOR, UPDATE) == empty(UPDATE)
+    assert plain(clean_anchor, names.ANCHOR, UPDATE) == fresh(UPDATE)
+
+
+def test_of_a_property_given_twice_the_first_value_counts(clean_anchor: World) -> None:
+    call = ["call", names.SERVICE, PBB_1, UPDATE, "SetAllProperties", "a{sv}"]
+    twice = ["2", "Jobid", "s", "first", "Jobid", "s", "second"]
+    address = f"--address={clean_anchor.bus.address}"
+    done = subprocess.run(
+        ["busctl", address, *call, *twice], text=True, capture_output=True, check=True
+    )
+    assert done.stdout == "i 0\n"
+    assert plain(clean_anchor, names.ANCHOR, UPDATE) == fresh(UPDATE) | {"Jobid": "first"}

@@ -15,7 +15,7 @@ from sequence import job_sequence, logs
 from tavrinsim import names
 from tavrinsim.names import FLOP, PBB, PDB
 from tavrinsim.world import World
-from watching import published_paths, start_pending, start_to_subscription
+from watching import published_paths, start_to_subscription
 
 SHA256 = "0123456789abcdef" * 4
 FULL = Known("2.0.0", "1.9.9", SHA256, changed=True, change_value=0x1122334455667788)
@@ -185,6 +185,8 @@ def test_an_object_that_cannot_be_added_ends_the_publication_where_it_is(
     assert f"E {FAILURE}sd_bus_add_object_vtable: {NO_MEMORY}\n" in logs(world)
     whole = [path for path, objects in world.client.managed_objects().items() if objects]
     assert whole == [PBB.object_path(1)][:left]
+    # An instance is described to the software inventory when all its objects are there.
+    assert len(world.trace.select(what="call", name="sm.alloc_mem")) == left
     assert world.client.owner() is not None
 
 
@@ -196,19 +198,13 @@ def test_without_an_object_manager_nothing_is_published(
     assert error.startswith("E [Read_current_fruread_status] : Exception: ")
     assert NO_MEMORY in error
     assert [line for line in logs(world) if "Registered object path" in line] == []
+    assert world.client.owner() is not None  # the name was claimed before
 
 
-def test_an_announcement_comes_when_the_values_are_in(world: World) -> None:
-    mark = start_pending(world)
-    world.fru_reader.complete()
-    world.wait_published()
-    added = [line["body"] for line in signals(world, mark, member="InterfacesAdded")]
-    last = {path: interfaces[names.BASE_INVENTORY] for path, interfaces in added[3::4]}
-    assert {
-        path: (one["FQDD"], one["InstalledVersionString"]) for path, one in last.items()
-    } == {
-        PBB.object_path(1): ("PBBCPLD.Embedded.1", "1.0.0"),
-        PBB.object_path(2): ("PBBCPLD.Embedded.2", "1.0.0"),
-        PDB.object_path(1): ("PDBCPLD.Embedded.1", "1.0.0"),
-        FLOP.object_path(1): ("CPLD.IOBay.1", "1.0.0"),
-    }
+def test_the_name_is_claimed_before_the_object_manager_is_added(
+    world: World, find_double: FindDouble
+) -> None:
+    world.peer(names.SERVICE)
+    start_refusing(world, find_double, "sd_bus_add_object_manager", 1)
+    (error,) = [line for line in logs(world) if "Exception" in line]
+    assert "sd_bus_request_name" in error

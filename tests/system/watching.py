@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 from pathlib import Path
+from typing import Any
 
 from expected import start
 from sequence import job_sequence, logs
@@ -18,15 +19,15 @@ def main_thread(world: World, mark: int = 0) -> list[str]:
     return job_sequence(world, mark)
 
 
-def start_pending(world: World) -> int:
+def start_pending(world: World, **options: Any) -> int:
     """Starts the service with the FRU read pending; the place in the trace behind it."""
     world.fru_reader.complete(False, announce=False)
-    return start_to_subscription(world)
+    return start_to_subscription(world, **options)
 
 
-def start_to_subscription(world: World) -> int:
-    """Starts the service up to its last subscription."""
-    world.start()
+def start_to_subscription(world: World, **options: Any) -> int:
+    """Starts the service up to its last subscription; `options` as for `World.start`."""
+    world.start(**options)
     world.trace.wait_for(what="log", text=start.fru_read_watched()[-1][2:])
     answer(world)
     return world.trace.mark()

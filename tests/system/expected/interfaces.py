@@ -6,7 +6,7 @@ about announcing its changes: "true" is the default, for which nothing is said).
 
 from __future__ import annotations
 
-from typing import cast
+from typing import Any, cast
 
 from tavrinsim import names
 
@@ -110,3 +110,18 @@ def properties(interface: str) -> list[Property]:
     """The properties of an interface, in order; the update interface begins with methods."""
     methods = 2 if interface == names.COMP_UPDATE else 0
     return [cast(Property, member) for member in ALL[interface][methods:]]
+
+
+def fresh(interface: str) -> dict[str, Any]:
+    """The values of an interface that nobody has filled."""
+    of_type = {"s": "", "b": False}
+    values = {name: of_type.get(sig, 0) for name, sig, *_ in properties(interface)}
+    return values | (TAVRIN_INVENTORY_DEFAULTS if interface == names.TAVRIN_INVENTORY else {})
+
+
+TAVRIN_INVENTORY_DEFAULTS = {
+    "DeviceType": 1,
+    "DisplayName": "PBB CPLD",
+    "FriendlyFQDD": "PBB CPLD",
+    "UpdateStatus": "NotStarted",
+}

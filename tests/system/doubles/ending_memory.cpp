@@ -1,0 +1,50 @@
+/**
+ * @file
+ * A controller whose memory ends at a chosen moment: what a thread of the service allocates between
+ * its first log line of the format $MEMORY_ENDS_AFTER and its next line, it does not get the first
+ * time it asks.
+ */
+
+#include "next_function.hpp"
+#include "platform/dlog.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+#include <string_view>
+
+namespace
+{
+
+/** Whether the next allocation of this thread fails. */
+thread_local bool memoryHasEnded = false;
+
+/** Whether memory ends with this line; it does so once. */
+bool endsWith(std::string_view format)
+{
+    static std::atomic<bool> over{false};
+    const char* last = std::getenv("MEMORY_ENDS_AFTER"); // NOLINT(concurrency-mt-unsafe)
+    return last != nullptr && format == last && !over.exchange(true);
+}
+
+} // namespace
+
+extern "C" void dlog_vprintf(int level, int module, const char* format, va_list arguments)
+{
+    static auto* const next = nextFunction("dlog_vprintf", &dlog_vprintf);
+    memoryHasEnded = false; // the log has memory
+    next(level, module, format, arguments);
+    memoryHasEnded = endsWith(format);
+}
+
+void* operator new(std::size_t size)
+{
+    static auto* const next =
+        reinterpret_cast<void* (*)(std::size_t)>(nextFunction("_Znwm")); // NOLINT: the same one
+    if (memoryHasEnded)
+    {
+        memoryHasEnded = false;
+        throw std::bad_alloc();
+    }
+    return next(size);
+}
