@@ -19,6 +19,9 @@ from tavrinsim.world import BINARY, World  # noqa: E402
 
 from jobs import break_library, put_back  # noqa: E402
 
+# The last line of the start, before five quiet seconds.
+LISTENING = "[regSignalThreadHandler]: Subscribed to dbus signal successfully\n"
+
 BuildWorld = Callable[..., World]
 FindDouble = Callable[[str], Path]
 
@@ -80,21 +83,24 @@ def world(build_world: BuildWorld) -> World:
     return build_world()
 
 
+def _start_whole(world: World) -> World:
+    """Starts the service; its objects are published and its second thread listens then."""
+    world.start()
+    world.wait_published()
+    world.trace.wait_for(what="log", text=LISTENING)
+    return world
+
+
 @pytest.fixture
 def service(world: World) -> World:
     """The same with the service started and its objects published."""
-    world.start()
-    world.wait_published()
-    return world
+    return _start_whole(world)
 
 
 @pytest.fixture(scope="module")
 def shared_service(build_shared_world: BuildWorld) -> World:
     """As `service`, one for all tests of a file: they leave it as they found it."""
-    world = build_shared_world()
-    world.start()
-    world.wait_published()
-    return world
+    return _start_whole(build_shared_world())
 
 
 @pytest.fixture
