@@ -88,9 +88,8 @@ void startRegistrationThread(Tavrinupdate& service, const char* caller)
 bool completeInventory(bool& started, Tavrinupdate& service, const char* caller)
 {
     const bool flopRead = readMissingVersions(service, caller);
-    const bool publish = isAnyReady(service) && !started;
     started = true;
-    if (publish)
+    if (isAnyReady(service))
     {
         Tavrinupdate::registerObjectPaths_PopulateInventory(service);
         startRegistrationThread(service, caller);

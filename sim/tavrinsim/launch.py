@@ -22,6 +22,13 @@ def die_with_parent() -> None:
     ctypes.CDLL(None).prctl(PR_SET_PDEATHSIG, signal.SIGKILL, 0, 0, 0)
 
 
+def begin_as_a_service() -> None:
+    """As its supervisor would start it; a shell's background jobs ignore some signals."""
+    die_with_parent()
+    for number in (signal.SIGINT, signal.SIGQUIT):
+        signal.signal(number, signal.SIG_DFL)
+
+
 def say(**fields: int) -> None:
     """One line to the world."""
     print(json.dumps(fields), flush=True)
@@ -36,7 +43,7 @@ def main() -> None:
         env=order["environment"],
         stdin=subprocess.DEVNULL,
         stdout=sys.stderr,
-        preexec_fn=die_with_parent,
+        preexec_fn=begin_as_a_service,
     )
     say(pid=program.pid)
     say(status=program.wait())

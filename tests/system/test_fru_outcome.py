@@ -56,22 +56,29 @@ def test_at_the_start_the_failures_bear_the_readers_name(world: World) -> None:
     assert world.client.owner() is None
 
 
-def test_a_reading_that_failed_half_way_is_made_afresh(world: World) -> None:
-    second = world.board.device("pbb", 1)
+@pytest.mark.parametrize("broken", [PBB, PDB])
+def test_a_reading_that_failed_half_way_is_made_afresh(
+    build_world: Callable[..., World], broken: names.Kind
+) -> None:
+    world = build_world(counts={"pbb": 2, "pdb": 2, "flop": 1})
+    second = world.board.device(broken.name, 1)
     second.version = "4.5.6"
     fault = world.board.faults.open(second, errno=6)
     mark = start_pending(world)
     fault.remove()
     world.fru_reader.complete()
     world.wait_published()
-    assert "T [readCpldVersion] : Inventory collection started for PDB_PLD" not in (
-        logs(world, mark)  # it was complete before
-    )
+    begun = [line for line in logs(world, mark) if "Inventory collection started" in line]
+    # Not once more for the kind that was complete before.
+    assert begun == [
+        "T [readCpldVersion] : Inventory collection started for FLOP",
+        f"T [readCpldVersion] : Inventory collection started for {broken.name.upper()}_PLD",
+    ]
     objects = world.client.managed_objects()
-    shown = [objects[PBB.object_path(n)][names.TAVRIN_INVENTORY] for n in (1, 2)]
+    shown = [objects[broken.object_path(n)][names.TAVRIN_INVENTORY] for n in (1, 2)]
     assert [(one["Fqdd"].value, one["InstalledVersionString"].value) for one in shown] == [
-        ("PBBCPLD.Embedded.1", "1.0.0"),
-        ("PBBCPLD.Embedded.2", "4.5.6"),
+        (f"{broken.name.upper()}CPLD.Embedded.1", "1.0.0"),
+        (f"{broken.name.upper()}CPLD.Embedded.2", "4.5.6"),
     ]
 
 

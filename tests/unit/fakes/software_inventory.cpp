@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <stdexcept>
 
 namespace fakes
 {
@@ -71,6 +72,10 @@ int SIPLGetAvailableVersionsWithSha256(uint32_t component_id, char* current_vers
                                 isZero(previous_version, version_size) &&
                                 isZero(sha256, sha256_size);
     inventory.recordAtVersions = copyOf(record);
+    if (inventory.throws)
+    {
+        throw std::runtime_error("surprise");
+    }
     if (inventory.status == 0)
     {
         inventory.current.copy(current_version, version_size);

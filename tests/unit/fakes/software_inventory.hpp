@@ -13,6 +13,8 @@ struct SoftwareInventory
 {
     // What it answers -------------------------------------------------------------------------
     bool memoryExhausted = false;
+    /** As no C library should: the versions' query throws. */
+    bool throws = false;
     int status = 0;
     std::string current;
     std::string previous;

@@ -62,6 +62,17 @@ TEST_F(VersionRecords, TellWhatIsMissing)
     EXPECT_EQ(fakes::platformLog(), expected);
 }
 
+TEST_F(VersionRecords, AreGivenUpWithoutALeakWhenTheLibraryThrows)
+{
+    auto& library = fakes::softwareInventory();
+    library.throws = true;
+    askFor(2);
+    auto expected = describing();
+    expected.push_back(errorLine("[%s]: %s\n", function, "surprise"));
+    EXPECT_EQ(fakes::platformLog(), expected);
+    EXPECT_EQ(library.alive, 0U);
+}
+
 TEST_F(VersionRecords, KeepTheSha256)
 {
     fakes::softwareInventory().sha256 = sha256;

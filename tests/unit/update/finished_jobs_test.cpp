@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/resource.h>
 
+#include <system_error>
 #include <thread>
 
 namespace
@@ -59,6 +61,25 @@ TEST(FinishedJobs, ComeFromManyThreads)
         }
     }
     EXPECT_EQ(jobs.takeAll(), Paths(4 * each, "/path"));
+}
+
+TEST(FinishedJobs, SayWhenThereIsNoDescriptorLeft)
+{
+    rlimit usual{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &usual), 0);
+    const rlimit none{0, usual.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+    std::string reason = "nothing was thrown";
+    try
+    {
+        const FinishedJobs jobs;
+    }
+    catch (const std::system_error& error)
+    {
+        reason = error.what();
+    }
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &usual), 0);
+    EXPECT_EQ(reason, "eventfd: Too many open files");
 }
 
 class FinishedJobsOnTheLoop : public testing::Test
