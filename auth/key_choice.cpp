@@ -27,7 +27,7 @@ constexpr auto boardXKey = "/etc/shared_keys/i2cpld/K4/xrev.pub";
 constexpr auto boardAKey = "/etc/shared_keys/i2cpld/K4/arev.pub";
 constexpr auto boardDefaultKey = "/etc/shared_keys/i2cpld/K4/default.pub";
 
-constexpr std::array<KeyFamily, 3> keyFamilies{{
+constexpr auto keyFamilies = std::to_array<KeyFamily>({
     {
         component_id::pbb,
         "[%s] : Processing PBB component\n",
@@ -58,7 +58,7 @@ constexpr std::array<KeyFamily, 3> keyFamilies{{
         "[%s] : Processing default flop public key\n",
         "/etc/shared_keys/flop/K4/flop.pub",
     },
-}};
+});
 
 KeyChoice chooseFrom(const KeyFamily& family, KeyRevision revision)
 {

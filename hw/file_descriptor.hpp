@@ -8,7 +8,6 @@
 class FileDescriptor
 {
   public:
-    FileDescriptor() = default;
     explicit FileDescriptor(int descriptor) noexcept : descriptor_(descriptor) {}
 
     FileDescriptor(const FileDescriptor&) = delete;
@@ -32,5 +31,5 @@ class FileDescriptor
   private:
     static constexpr int closed = -1;
 
-    int descriptor_ = closed;
+    int descriptor_;
 };

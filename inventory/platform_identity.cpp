@@ -5,6 +5,8 @@
 #include <sdbusplus/exception.hpp>
 #include <sdbusplus/message.hpp>
 
+#include <cerrno>
+#include <string_view>
 #include <variant>
 
 namespace
@@ -24,6 +26,11 @@ std::int32_t askPlatformService()
     auto call = bus.new_method_call(platformService, platformPath, propertiesInterface, "Get");
     call.append(platformService, "PlatformID");
     auto reply = bus.call(call);
+    // An empty reply would read as 0 as well, but it is none.
+    if (reply.get_signature() != std::string_view("v"))
+    {
+        throw sdbusplus::exception::SdBusError(EBADMSG, "PlatformID");
+    }
 
     // A variant of another type is skipped and leaves 0.
     std::variant<std::int32_t> identity;

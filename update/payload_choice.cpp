@@ -17,7 +17,7 @@ std::string fileType(const std::string& path)
 
 bool isSupportedType(const std::string& type)
 {
-    constexpr std::array<std::string_view, 3> supported{"NULL", "jed", "payload"};
+    constexpr auto supported = std::to_array<std::string_view>({"NULL", "jed", "payload"});
     return std::find(supported.begin(), supported.end(), type) != supported.end();
 }
 

@@ -14,10 +14,18 @@ using UpdateBinding = sdbusplus::server::com::vexa::bevon::cmnupdate::CompUpdate
 /** The binding ignores unknown names silently, so they are told apart here. */
 bool isUpdateProperty(std::string_view name)
 {
-    constexpr std::array<std::string_view, 10> names{
-        "Jobid",   "Resource_URI", "Previous_URI", "New_FW_ver", "Component_id",
-        "Timeout", "deviceID",     "subDeviceID",  "vendorID",   "subVendorID",
-    };
+    constexpr auto names = std::to_array<std::string_view>({
+        "Jobid",
+        "Resource_URI",
+        "Previous_URI",
+        "New_FW_ver",
+        "Component_id",
+        "Timeout",
+        "deviceID",
+        "subDeviceID",
+        "vendorID",
+        "subVendorID",
+    });
     return std::find(names.begin(), names.end(), name) != names.end();
 }
 

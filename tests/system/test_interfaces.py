@@ -7,6 +7,7 @@ from xml.etree import ElementTree
 
 import pytest
 from expected import interfaces
+from sequence import job_sequence
 from tavrinsim import names
 from tavrinsim.connection import BusError
 from tavrinsim.world import World
@@ -128,7 +129,7 @@ def test_a_call_of_other_types_is_refused_and_nothing_sees_it(
     with pytest.raises(BusError) as refusal:
         shared_service.client.call(*where, method, signature, *arguments)
     assert refusal.value.name == "org.freedesktop.DBus.Error.InvalidArgs"
-    assert shared_service.trace.logs(start=mark) == []
+    assert job_sequence(shared_service, mark) == []
 
 
 def test_an_unknown_method_is_answered_as_such(shared_service: World) -> None:

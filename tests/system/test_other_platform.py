@@ -13,8 +13,6 @@ from tavrinsim.job import IN_PROGRESS, SUCCEEDED
 from tavrinsim.names import FLOP, PBB, PDB
 from tavrinsim.world import World
 
-TRACED = ("log ", "Host State")
-
 
 @pytest.fixture
 def other(world: World, find_double: FindDouble) -> World:

@@ -12,7 +12,7 @@ import pytest
 from conftest import BuildWorld
 from dbus_next import Variant
 from expected import interfaces
-from sequence import sequence
+from sequence import job_sequence
 from tavrinsim import names
 from tavrinsim.bus import POLICY
 from tavrinsim.names import PBB
@@ -37,7 +37,7 @@ def become(user: str) -> list[str]:
 
 
 def assert_denied(done: CompletedProcess[str]) -> None:
-    """The bus itself refused."""
+    """The bus refused: the service never does, as the last test of this file shows."""
     assert done.returncode != 0
     assert DENIED in done.stderr
 
@@ -113,7 +113,7 @@ def test_a_stranger_may_call_no_method(
     assert_denied(
         stranger(shared_service, "call", names.SERVICE, path, names.COMP_UPDATE, *call)
     )
-    assert sequence(shared_service, mark) == []
+    assert job_sequence(shared_service, mark) == []
 
 
 def test_the_unique_name_is_no_way_round_the_policy(shared_service: World) -> None:
@@ -145,7 +145,7 @@ def test_a_call_that_names_no_interface_is_no_way_round_the_policy(
     command = [*become(STRANGER), *python, names.SERVICE, PATH]
     done = subprocess.run(command, text=True, capture_output=True, check=True)
     assert done.stdout == "org.freedesktop.DBus.Error.AccessDenied\n"
-    assert sequence(shared_service, mark) == []
+    assert job_sequence(shared_service, mark) == []
 
 
 def test_a_stranger_may_not_own_the_name(shared_service: World) -> None:

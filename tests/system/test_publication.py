@@ -164,6 +164,7 @@ def test_a_name_that_its_owner_keeps_is_an_error_and_nothing_is_published(
     error = f"sd_bus_request_name: {exists}: File exists {exists}"
     assert f"E [Read_current_fruread_status] : Exception: {error}\n" in logs(world)
     assert world.client.owner() == rival.connection.unique_name
+    settled_mark(world)
     assert world.trace.select(what="bus", member="InterfacesAdded") == []
 
 

@@ -2,11 +2,14 @@
 
 from __future__ import annotations
 
+import time
+
 import pytest
 from dbus_next import Variant
 from expected import intake, ports, reports, worker
 from expected.reports import Lines
 from jobs import Outcome, break_library, followed, update
+from messages import settled_mark
 from tavrinsim import names
 from tavrinsim.answers import Answer, Departure, Failure, Held, Latch, Reply, Silence
 from tavrinsim.coordinator import STATUS, Job
@@ -23,13 +26,17 @@ def with_failures(steps: Lines, failure: Lines) -> Lines:
     """The steps of an update with each of its reports followed by the lines of a failure."""
     sent = "> cmnfwupd_fw_update_status("
     return [
-        line for step in steps for line in ([step, *failure] if step.startswith(sent) else [step])
+        line
+        for step in steps
+        for line in ([step, *failure] if step.startswith(sent) else [step])
     ]
 
 
 def unsent(steps: Lines, failure: Lines) -> Lines:
     """The same where the reports do not even reach the coordinator."""
-    return [step for step in with_failures(steps, failure) if not step.startswith("> cmnfwupd_fw")]
+    return [
+        step for step in with_failures(steps, failure) if not step.startswith("> cmnfwupd_fw")
+    ]
 
 
 def healthy(world: World, job: Job) -> Lines:
@@ -73,7 +80,12 @@ def send_without_coordinator(world: World, job: Job) -> Outcome:
     "answer, code, text, message",
     [
         (Failure("org.example.Error.Busy", "later"), -5, "Input/output error", "later"),
-        (Failure("org.freedesktop.DBus.Error.AccessDenied", "no"), -13, "Permission denied", "no"),
+        (
+            Failure("org.freedesktop.DBus.Error.AccessDenied", "no"),
+            -13,
+            "Permission denied",
+            "no",
+        ),
     ],
     ids=["error of its own", "known error"],
 )
@@ -127,7 +139,9 @@ def test_a_coordinator_that_leaves_with_a_report_in_its_hands_is_logged(service:
     errors = [line for line in done.errors if line.startswith("[reportUpdateStatus]")]
     assert done.result == 0
     gone = "Message recipient disconnected from message bus without replying"
-    left = reports.failure(-110, "Connection timed out", "org.freedesktop.DBus.Error.NoReply", gone)
+    left = reports.failure(
+        -110, "Connection timed out", "org.freedesktop.DBus.Error.NoReply", gone
+    )
     absent = reports.failure(-113, "No route to host", *NO_OWNER)
     assert errors == [line[2:] for line in (*left, *absent)]
 
@@ -136,13 +150,16 @@ def test_a_coordinator_that_never_answers_costs_the_bus_time_out_for_each_report
     world: World,
 ) -> None:
     # The bus library's own variable; 25 s where it is not set.
-    world.start(environment={"SYSTEMD_BUS_TIMEOUT": "500ms"})
+    world.start(environment={"SYSTEMD_BUS_TIMEOUT": "2s"})
     world.wait_published()
     world.coordinator.always(STATUS, Silence())
     break_library(world)
     done = update(world, "pbb")
     failure = reports.failure(
-        -110, "Connection timed out", "org.freedesktop.DBus.Error.Timeout", "Connection timed out"
+        -110,
+        "Connection timed out",
+        "org.freedesktop.DBus.Error.Timeout",
+        "Connection timed out",
     )
     assert done.result == 0
     assert done.steps == with_failures(short(world, done.job), failure)
@@ -167,10 +184,13 @@ def test_no_port_is_opened_before_the_coordinator_has_taken_the_first_report(
     with followed(service, job) as done:
         answer = service.coordinator.begin_update(job)
         service.coordinator.wait_for_calls(STATUS)
+        settled_mark(service)  # time enough for a service that does not wait
         assert service.trace.select(start=start, what="open") == []
         assert not answer.done()
+        opened = time.monotonic_ns()
         latch.open()
         assert answer.result(20) == 0
+    assert service.trace.wait_for(start=start, what="open")["t"] > opened
     assert done.steps == healthy(service, job)
 
 

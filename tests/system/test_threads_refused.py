@@ -54,6 +54,7 @@ def test_without_a_thread_for_the_worker_a_port_that_stays_open_is_told_too(
     world.wait_published()
     world.board.faults.parser(PBB, status=22, after=1)
     done = update(world, "pbb")
+    assert done.result == 1
     assert done.steps[-6:] == [
         *ports.not_described(world.board.device("pbb"), 2)[-2:],
         "E [TavrinUpdateStart] : Failed to disable HARDIP on PBB_PLD\n",

@@ -2,6 +2,8 @@
 
 from __future__ import annotations
 
+import signal
+
 import pytest
 from expected import intake, ports, worker
 from jobs import break_library, update
@@ -120,6 +122,6 @@ def test_a_description_with_fewer_paths_than_devices_ends_the_process(service: W
     job = service.job(device.fqdd, service.payload("pbb", "2.3.4"))
     service.coordinator.begin_update(job)
     assert service.service is not None
-    assert service.service.wait() < 0
+    assert service.service.wait() == -signal.SIGABRT
     lines = service.trace.logs(level=1)
     assert lines[-1].startswith("[openI2cfdUsingNodename] : No device node for PBB_PLD[1]")

@@ -164,7 +164,7 @@ def test_no_descriptor_is_left_open(world: World) -> None:
     ("reply", "line"),
     [
         (Failure("org.example.Error.Busy", "later"), "E [GetPlatformID]: Exception occurred"),
-        (Reply(), "T [GetPlatformID]: Operation completed"),
+        (Reply(), "E [GetPlatformID]: Exception occurred"),
         (Reply("v", Variant("s", "4")), "T [GetPlatformID]: Operation completed"),
         (Reply("v", Variant("u", 4)), "T [GetPlatformID]: Operation completed"),
         (Reply("v", Variant("i", 0)), "T [GetPlatformID]: Operation completed"),

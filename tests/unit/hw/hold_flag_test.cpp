@@ -3,6 +3,8 @@
 #include "service_test.hpp"
 
 #include <cerrno>
+#include <ctime>
+#include <string_view>
 
 namespace
 {
@@ -13,6 +15,10 @@ using fakes::traceLine;
 
 constexpr auto function = "cpld_update_holdS5";
 constexpr auto flag = "HOLD_S5_FLOP_CPLD_UPDATE";
+
+/** What the time of a request was last asked to be written as. */
+std::string stampFormat;
+std::size_t stampSize = 0;
 
 class HoldFlag : public ServiceTest
 {
@@ -51,6 +57,14 @@ TEST_F(HoldFlag, IsClearedAtTheFirstAttempt)
     EXPECT_EQ(fakes::journal(),
               (Lines{"read HOLD_S5_FLOP_CPLD_UPDATE", "write bit 0", "delete line"}));
     EXPECT_EQ(fakes::platformLog(), (Log{requested(0), cleared(), deleted()}));
+}
+
+TEST_F(HoldFlag, StampsEachRequestWithTheLocalTime)
+{
+    stampFormat.clear();
+    cpld_update_holdS5(0);
+    EXPECT_EQ(stampFormat, "%Y-%m-%d %H:%M:%S");
+    EXPECT_EQ(stampSize, std::string_view("2026-12-31 23:59:59").size() + 1);
 }
 
 TEST_F(HoldFlag, IsSetWithTheWordsOfClearing)
@@ -143,3 +157,13 @@ TEST_F(HoldFlag, TellsOfTheDeletionWhenItIsDone)
 }
 
 } // namespace
+
+// Nothing shows the stamp, so it is seen where it is made.
+extern "C" std::size_t strftime(char* text, std::size_t size, const char* format,
+                                const std::tm*) __THROW
+{
+    stampFormat = format;
+    stampSize = size;
+    *text = '\0';
+    return 0;
+}

@@ -167,9 +167,13 @@ TEST_F(Transfer, RepeatsTheSameRequest)
 
 TEST_F(Transfer, SucceedsWithEveryResultThatIsNotNegative)
 {
-    device.succeedWith(0);
-    EXPECT_TRUE(transfer({0x00}, 2));
-    EXPECT_EQ(fakes::platformLog(), Log{success(1, 2)});
+    for (const int result : {0, 1, 2, 7})
+    {
+        fakes::clearPlatformLog();
+        device.succeedWith(result);
+        EXPECT_TRUE(transfer({0x00}, 2)) << result;
+        EXPECT_EQ(fakes::platformLog(), Log{success(1, 2)}) << result;
+    }
 }
 
 TEST_F(Transfer, KeepsItsDescriptorOpenOnFailure)

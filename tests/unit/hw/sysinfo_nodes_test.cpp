@@ -3,6 +3,10 @@
 #include "service/tavrinupdate.hpp"
 #include "service_test.hpp"
 
+#include <malloc.h>
+
+#include <cstring>
+
 namespace
 {
 
@@ -20,6 +24,7 @@ extern "C" void __wrap_free(void* block)
     if (block != nullptr && block == fakes::sysinfo().handedOut)
     {
         ++releases;
+        std::memset(block, 0, ::malloc_usable_size(block)); // what is read later is not there
     }
     __real_free(block);
 }

@@ -165,6 +165,8 @@ TEST_F(VersionReading, AppendsToWhatTheRecordHolds)
     EXPECT_TRUE(Tavrinupdate::readCpldVersion(pbb));
     EXPECT_TRUE(Tavrinupdate::readCpldVersion(pbb));
     EXPECT_EQ(pbb.cpldVersions, (Lines{"1.2.3", "11.12.10", "1.2.3", "11.12.10"}));
+    EXPECT_EQ(pbb.fqdds, (Lines{"PBBCPLD.Embedded.1", "PBBCPLD.Embedded.2", "PBBCPLD.Embedded.1",
+                                "PBBCPLD.Embedded.2"}));
 }
 
 TEST_F(VersionReading, WithoutDeviceNodesIsAFailure)

@@ -64,6 +64,9 @@ TEST_F(Record, PutsStringsOneAfterTheOther)
     EXPECT_EQ(numberAt(44), 115U);
     EXPECT_EQ(numberAt(40), 121U);
     EXPECT_EQ(numberAt(71), 127U);
+    EXPECT_EQ(textAt(109), "1.2.3");
+    EXPECT_EQ(textAt(115), "1.2.4");
+    EXPECT_EQ(textAt(121), "1.2.2");
     EXPECT_EQ(textAt(127), "ab");
     EXPECT_EQ(numberAt(0), 130U);
 }

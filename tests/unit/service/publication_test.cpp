@@ -49,6 +49,20 @@ class Publication : public ObjectsTest
     static fakes::LogLine lastLine() { return fakes::platformLog().back(); }
 };
 
+TEST_F(Publication, AnswersForAllObjectsUntilTheirManagerIsReleased)
+{
+    const auto ask_for_objects = [this]
+    {
+        return ask(new_call("org.freedesktop.DBus.ObjectManager", "GetManagedObjects",
+                            "/com/vexa/bevon/cpld_updater"));
+    };
+    makeReady(updater.pbb, 1);
+    publish();
+    EXPECT_EQ(ask_for_objects().error_name(), "");
+    updater.objectManager.reset();
+    EXPECT_EQ(ask_for_objects().error_name(), "org.freedesktop.DBus.Error.UnknownObject");
+}
+
 TEST_F(Publication, AnnouncesTheInstancesInTheOrderOfTheTable)
 {
     makeReady(updater.pbb, 1);

@@ -79,7 +79,7 @@ TEST(SupportedType, IsExact)
 class PayloadChoice : public ServiceTest
 {
   protected:
-    void file(const char* name) const { fakes::write(folder / name, "content"); }
+    void file(const std::string& name) const { fakes::write(folder / name, "content"); }
     void link(const char* name, const fs::path& target) const
     {
         fs::create_symlink(target, folder / name);
@@ -104,11 +104,13 @@ TEST_F(PayloadChoice, OtherFilesAreSkipped)
     EXPECT_EQ(chosen(), "fw.payload");
 }
 
-TEST_F(PayloadChoice, OneOfTwoPayloadsIsTheFirstThatTheListingYields)
+TEST_F(PayloadChoice, OfSeveralPayloadsItIsTheFirstThatTheListingYields)
 {
-    file("a.payload");
-    file("b.payload");
-    file("c.payload");
+    // So many that the listing's order is hardly that of their names or their making.
+    for (char letter = 't'; letter >= 'a'; --letter)
+    {
+        file(std::string(1, letter) + ".payload");
+    }
     EXPECT_EQ(chosen(), fs::directory_iterator(folder)->path().filename().string());
 }
 

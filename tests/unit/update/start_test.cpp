@@ -171,4 +171,24 @@ TEST_F(StartUpToThePort, MarksTheDeviceOnceItIsReportedAndAgainWhenThePortDoesNo
     EXPECT_TRUE(device->psuScanBlock());
 }
 
+TEST_F(StartUpToThePort, TellsTheCurrentVersionOfThisDevice)
+{
+    record.currentVersions = {"one", "two"};
+    fakes::sysinfo().status = -1;
+    EXPECT_FALSE(service.TavrinUpdateStart(&record, 1, "/com/vexa/bevon/cpld_updater/PBB_PLD_2"));
+    Log told;
+    for (const auto& line : fakes::platformLog())
+    {
+        if (line.text.find("count=") != std::string::npos ||
+            line.text.find("Current CPLD Version") != std::string::npos)
+        {
+            told.push_back(line);
+        }
+    }
+    EXPECT_EQ(told,
+              (Log{traceLine("[%s]:count=%d str=%s device_name=%s", function, 2, "two", "PBB_PLD"),
+                   traceLine("[%s] : Starting update on %s with Current CPLD Version: %s\n",
+                             function, "PBB_PLD", "two")}));
+}
+
 } // namespace

@@ -70,6 +70,18 @@ TEST_F(Worker, SleepsOnWhenASignalInterruptsAPause)
               (Lines{"pause 1000 ms, interrupted after 400 ms", "pause 600 ms"}));
 }
 
+TEST_F(Worker, SleepsOnWhenASignalInterruptsThePauseBehindTheClosing)
+{
+    fakes::sysinfo().whenAsked = [] { fakes::interruptNextPause(200ms); };
+    run();
+    EXPECT_EQ(fakes::journal(),
+              joined({programming(),
+                      {"pause 1000 ms"},
+                      closing(),
+                      {"pause 500 ms, interrupted after 200 ms", "pause 300 ms",
+                       "ask for the error codes", report(28, 100), "release the run"}}));
+}
+
 TEST_F(Worker, IsFreeForTheNextJobWhenItReportsTheOutcome)
 {
     std::vector<bool> running;
@@ -81,10 +93,27 @@ TEST_F(Worker, IsFreeForTheNextJobWhenItReportsTheOutcome)
 
 TEST_F(Worker, ReportsItsOwnJobThoughTheNextOneIsThere)
 {
-    fakes::coordinator().whenTold = [] { updateRequest() = {}; };
+    fakes::programmingLibrary().whenAsked = [] {
+        updateRequest() = {"next", "CPLD.IOBay.1", "/next", 99, 112102};
+    };
     run();
+    EXPECT_EQ(fakes::journal(), joined({programming(),
+                                        {"pause 1000 ms"},
+                                        closing(),
+                                        {"pause 500 ms", "ask for the error codes", report(28, 100),
+                                         "release the run"}}));
     EXPECT_EQ(finished->takeAll(), Lines{"/com/vexa/bevon/cpld_updater/PDB_PLD_2"});
-    EXPECT_EQ(ownLog().back(), success());
+}
+
+TEST_F(Worker, ReportsItsOwnFailureThoughTheNextJobIsThere)
+{
+    fakes::programmingLibrary().codes = {5, 0, 0};
+    fakes::programmingLibrary().whenAsked = [] {
+        updateRequest() = {"next", "CPLD.IOBay.1", "/next", 99, 112102};
+    };
+    run();
+    const auto journal = fakes::journal();
+    EXPECT_EQ(journal.at(journal.size() - 2), report(18, 0));
 }
 
 struct Codes
