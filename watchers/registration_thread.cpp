@@ -37,6 +37,10 @@ bool openSignalConnection(SdBusPtr& bus)
 
 bool subscribe(sd_bus& bus, RegistrationTargets& targets)
 {
+    // The answer lies unread for as long as the first pass takes; taken for lost, it would cost the
+    // connection, and with it every later signal.
+    constexpr std::uint64_t forever = UINT64_MAX;
+    sd_bus_set_method_call_timeout(&bus, forever);
     const int result = sd_bus_add_match_async(&bus, nullptr, reRegistrationRule,
                                               CmnUpdateRegSignalHandler, nullptr, &targets);
     if (result < 0)

@@ -131,17 +131,19 @@ class World:
         preload: Iterable[Path] = (),
         environment: Mapping[str, str] | None = None,
         bus: bool = True,
+        arguments: Iterable[str] = (),
     ) -> ServiceProcess:
         """Starts the service.
 
         `preload` are libraries that go before the simulated ones, `environment` adds to
         (or replaces) what the service gets, `bus=False` leaves it without a system bus.
+        `arguments` are the command line's after the program's name, which asks for none.
         """
         if self.running:
             raise ServiceError("already running")
         self._abandon_service()
         variables = self._environment(preload, bus) | dict(environment or {})
-        argv = [str(self.binary)]
+        argv = [str(self.binary), *arguments]
         self.service = ServiceProcess(self._loop, self.view, argv, variables, self.output)
         return self.service
 

@@ -72,6 +72,14 @@ def logs(world: World, start: int = 0) -> list[str]:
     return [line for line in sequence(world, start) if line[:2] in ("E ", "T ", "L ")]
 
 
+def records(lines: list[str]) -> str:
+    """The log file that these lines leave behind."""
+    text = ""
+    for line in lines:
+        text += f"{len(text)} : {line[2:]}" if line.startswith("E ") else ""
+    return text
+
+
 def _time_of(world: World, start: int) -> float:
     lines = world.trace.lines()
     if start < len(lines):

@@ -5,12 +5,16 @@ from __future__ import annotations
 from collections.abc import Iterator
 
 import pytest
-from expected import worker
+from expected import power_state, start, worker
+from expected.registration import asked_again, listening, whole_pass
 from jobs import Outcome, break_library, followed, run, run_job, scan_blocked, update
+from registering import thread_lines, wait_for_calls
+from sequence import job_sequence
 from tavrinsim.coordinator import Job, Report
 from tavrinsim.faults import Gate
 from tavrinsim.names import PBB
 from tavrinsim.world import World
+from watching import answer
 
 
 class Running:
@@ -66,6 +70,33 @@ def test_the_running_job_keeps_its_own_name_and_number(running: Running) -> None
     expected = [(4, 0), *((4, percent) for percent in worker.NORMAL_COURSE), (28, 100)]
     assert [(r.status, r.percent) for r in world.coordinator.reports] == expected
     assert [device.version for device in world.board.devices[:2]] == ["2.3.4", "1.0.0"]
+
+
+def test_signals_during_an_update_are_served_and_touch_no_cpld(running: Running) -> None:
+    world = running.world
+    wait_for_calls(world, 4)  # the first pass is over
+    world.board.hold_line = 1
+    mark = world.trace.mark()
+    world.fru_reader.complete()
+    world.host_state.change("S5OnPending")
+    world.coordinator.ask_for_registrations()
+    wait_for_calls(world, 8)
+    answer(world)
+    assert job_sequence(world, mark) == [
+        *start.fru_signal_seen(),
+        *power_state.released("S5OnPending"),
+    ]
+    assert world.board.hold_line == 0
+    assert thread_lines(world) == [
+        *listening(),
+        *whole_pass(),
+        *asked_again(),
+        *whole_pass(),
+    ]
+    touched = ("open", "transfer", "close")
+    assert world.trace.select(lambda line: line["what"] in touched, start=mark) == []
+    running.gate.open()
+    assert world.coordinator.wait_outcome(running.job.transaction).status == 28
 
 
 def test_the_next_job_may_be_sent_from_the_handler_of_the_last_report(service: World) -> None:

@@ -6,7 +6,7 @@ import pytest
 from conftest import BuildWorld, FindDouble
 from expected import start
 from messages import sent, settled_mark
-from sequence import logs
+from sequence import logs, records
 from tavrinsim.names import PBB, PDB
 from tavrinsim.world import World
 
@@ -24,14 +24,6 @@ def end(world: World, find_double: FindDouble, how: str) -> int:
     """The exit status of a service whose loop ends."""
     double = find_double("ending_loop")
     return world.start(preload=[double], environment={"LOOP": how}).wait()
-
-
-def records(lines: list[str]) -> str:
-    """The log file that these lines of the platform log leave behind."""
-    text = ""
-    for line in lines:
-        text += f"{len(text)} : {line[2:]}" if line.startswith("E ") else ""
-    return text
 
 
 @pytest.fixture

@@ -7,14 +7,14 @@ from collections.abc import Callable
 import pytest
 from dbus_next import Variant
 from expected import hold, start
+from expected.power_state import CALLBACK, read, released
 from sequence import sequence
 from tavrinsim import names
-from tavrinsim.answers import Failure, Held, Latch, Reply
+from tavrinsim.answers import Answer, Failure, Held, Latch, Reply, Silence
 from tavrinsim.world import World
-from watching import answer, main_thread, start_pending, start_to_subscription
+from watching import IMPATIENT, answer, main_thread, start_pending, start_to_subscription
 
 READ = "[Read_current_internal_power_state]"
-CALLBACK = "[internalPowerStateSignalCallback]"
 NO_ALTERNATIVE = "std::get: wrong index for variant"
 
 PENDING = [
@@ -78,6 +78,9 @@ def test_a_line_that_cannot_be_released_at_the_start_gets_the_next_signal(
     assert world.board.hold_line == 0
 
 
+NXIO = "System.Error.ENXIO"
+NO_DEVICE = "No such device or address"
+LATE = "org.freedesktop.DBus.Error.Timeout"
 READ_FAILURES = [
     (
         Failure("org.example.Error.Busy", "later"),
@@ -85,6 +88,10 @@ READ_FAILURES = [
     ),
     (Reply("v", Variant("b", True)), f"{NO_ALTERNATIVE} "),
     (Reply("v", Variant("u", 5)), f"{NO_ALTERNATIVE} "),
+    # The right text, but in no variant, and no value at all.
+    (Reply("s", "S5OnPending"), f"sd_bus_message_skip variant: {NXIO}: {NO_DEVICE} {NXIO}"),
+    (Reply(), f"{NO_ALTERNATIVE} "),
+    (Silence(), f"sd_bus_call: {LATE}: Connection timed out {LATE}"),
     (
         None,
         "sd_bus_call: org.freedesktop.DBus.Error.ServiceUnknown: "
@@ -96,13 +103,13 @@ READ_FAILURES = [
 
 @pytest.mark.parametrize(("reply", "text"), READ_FAILURES)
 def test_a_state_that_cannot_be_read_is_logged_and_watched_all_the_same(
-    world: World, reply: Reply | Failure | None, text: str
+    world: World, reply: Answer | None, text: str
 ) -> None:
     if reply is None:
         world.host_state.stop()
     else:
         world.host_state.once("Get", reply)
-    mark = start_to_subscription(world)
+    mark = start_to_subscription(world, environment=IMPATIENT)
     assert beginning(world)[reply is not None :] == [
         f"E {READ} : Exception: {text}\n",
         f"T {READ} Failed\n",
@@ -128,18 +135,6 @@ def heard(world: World, mark: int) -> list[str]:
     """All that followed what the service was sent since `mark`."""
     answer(world)
     return sequence(world, mark)
-
-
-def read(state: str | None = None) -> list[str]:
-    """A signal that names a state, or none."""
-    lines = [f"T {CALLBACK} : Reading Power Properties\n"]
-    return lines if state is None else [*lines, f"T {CALLBACK} : Host State:{state}\n"]
-
-
-def released(state: str) -> list[str]:
-    """A signal that released the line."""
-    success = f"T {CALLBACK} : Holds5 bit cleared successfully\n"
-    return [*read(state), *hold.whole(), success]
 
 
 @pytest.mark.parametrize("state", PENDING)

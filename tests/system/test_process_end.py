@@ -5,9 +5,12 @@ from __future__ import annotations
 import signal
 
 import pytest
-from conftest import FindDouble
+from conftest import BuildWorld, FindDouble
 from expected import start
-from sequence import logs
+from sequence import logs, records, sequence
+from tavrinsim.answers import Silence
+from tavrinsim.coordinator import REGISTER
+from tavrinsim.names import PBB, PDB
 from tavrinsim.world import World
 
 DESTROYED = "T [~Tavrinupdate] : DESTRUCTOR called\n"
@@ -54,6 +57,17 @@ def test_a_running_update_is_not_waited_for(service: World) -> None:
     assert service.log()[size:] == f"{size} : {BUS_GONE}"
 
 
+def test_a_running_registration_is_not_waited_for(world: World) -> None:
+    world.coordinator.always(REGISTER, Silence())
+    process = world.start()
+    world.coordinator.wait_registered(1)
+    mark = world.trace.mark()
+    world.bus.stop()
+    assert process.wait() == 0
+    # Of the other thread's failure there may be lines between these.
+    assert sequence(world, mark, tid=process.pid) == [DESTROYED, f"E {BUS_GONE}", EXITING]
+
+
 @pytest.mark.parametrize("interface", [1, 2, 3, 4])
 def test_an_interface_that_cannot_be_added_ends_the_service(
     world: World, find_double: FindDouble, interface: int
@@ -67,6 +81,40 @@ def test_an_interface_that_cannot_be_added_ends_the_service(
 
 
 @pytest.mark.parametrize(
+    ("rule", "before"),
+    [
+        (
+            "/xyz/openbmc_project/control/host0/internal_power_state",
+            [*start.power_state_read(), start.power_state_watched()[0]],
+        ),
+        (
+            "com.vexa.bmc.mppd.pcardInfo",
+            [
+                *start.power_state_read(),
+                *start.power_state_watched(),
+                *start.versions_read(PBB),
+                *start.versions_read(PDB),
+                *start.fru_status_read(False),
+                start.fru_read_watched()[0],
+            ],
+        ),
+    ],
+    ids=["power state", "FRU read"],
+)
+def test_a_subscription_that_cannot_be_made_ends_the_service(
+    build_world: BuildWorld, find_double: FindDouble, rule: str, before: list[str]
+) -> None:
+    world = build_world(counts={"pbb": 0, "pdb": 0, "flop": 0}, fru_complete=False)
+    refusal = {"REFUSED_RULE": rule}
+    process = world.start(preload=[find_double("refusing_bus")], environment=refusal)
+    assert process.wait() == 0
+    error = f"E [main] : DBus Exception: sd_bus_match: {NO_MEMORY}\n"
+    expected = [*before, DESTROYED, error, EXITING]
+    assert sequence(world) == expected
+    assert world.log() == records(expected)
+
+
+@pytest.mark.parametrize(
     ("thrown", "line"),
     [
         ("boost", "[main] : I/OException: loop: Input/output error\n"),
@@ -76,6 +124,8 @@ def test_an_interface_that_cannot_be_added_ends_the_service(
             "[main] : DBus Exception: bus: System.Error.ENOTCONN: "
             "Transport endpoint is not connected\n",
         ),
+        # One that is of both kinds is told as the bus error that it is.
+        ("bus and system", "[main] : DBus Exception: both\n"),
         ("general", "[main] : General Exception: surprise\n"),
     ],
 )

@@ -53,8 +53,13 @@ def board(world: World) -> World:
     return world
 
 
-def test_with_the_fru_read_complete_everything_is_published_at_once(board: World) -> None:
-    board.start()
+@pytest.mark.parametrize(
+    "arguments", [(), ("--help", "-x", "/etc/passwd")], ids=["none", "ignored"]
+)
+def test_with_the_fru_read_complete_everything_is_published_at_once(
+    board: World, arguments: tuple[str, ...]
+) -> None:
+    board.start(arguments=arguments)
     board.wait_published()
     assert main_thread(board) == [
         *BEGINNING,

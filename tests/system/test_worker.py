@@ -2,11 +2,15 @@
 
 from __future__ import annotations
 
+import os
+import re
 from collections.abc import Sequence
+from contextlib import suppress
+from pathlib import Path
 
 import pytest
 from expected import intake, ports, worker
-from jobs import Outcome, run, update
+from jobs import Outcome, followed, run, update
 from tavrinsim.world import World
 
 TAG = worker.TAG
@@ -138,6 +142,37 @@ def test_a_library_that_tells_no_progress_still_has_an_outcome(service: World) -
         *ports.locked(service.board.device("pbb"), 2),
         *worker.succeeded(done.job),
     ]
+
+
+def test_a_program_that_the_library_starts_inherits_nothing_of_the_service(
+    service: World,
+) -> None:
+    gate = service.board.faults.gate()
+    service.board.faults.programming(pause_at=5, gate=gate)
+    job = service.job("PBBCPLD.Embedded.1", service.payload("pbb", "2.3.4"))
+    with followed(service, job):
+        assert service.coordinator.update(job) == 0
+        gate.wait_reached()
+        descriptors = inherited(service)
+        gate.open()
+    # More than the standard ones are there, and none of them goes to a child.
+    assert len(descriptors) > 0
+    assert [name for name, goes in descriptors.items() if goes] == []
+
+
+def inherited(world: World) -> dict[str, bool]:
+    """What the service has open beside its standard streams, and whether a child gets it."""
+    assert world.service is not None
+    process = Path(f"/proc/{world.service.pid}")
+    numbers = [number for number in os.listdir(process / "fd") if int(number) > 2]
+    found = {}
+    for number in numbers:
+        with suppress(FileNotFoundError):  # closed since
+            described = (process / "fdinfo" / number).read_text()
+            (flags,) = re.findall(r"^flags:\t(\d+)$", described, re.MULTILINE)
+            name = f"{number} {os.readlink(process / 'fd' / number)}"
+            found[name] = not int(flags, 8) & os.O_CLOEXEC
+    return found
 
 
 def test_there_is_a_second_before_and_half_a_second_after_the_closing(service: World) -> None:

@@ -11,6 +11,9 @@ from tavrinsim import names
 from tavrinsim.names import FLOP
 from tavrinsim.world import World
 
+# For a service that is to give up a neighbour that never answers soon.
+IMPATIENT = {"SYSTEMD_BUS_TIMEOUT": "1s"}
+
 SERVICE_OWNED = f'<allow own="{names.SERVICE}"/>'
 
 

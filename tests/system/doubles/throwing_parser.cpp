@@ -15,6 +15,23 @@
 #include <string>
 #include <system_error>
 
+namespace
+{
+
+/** A bus error that is a system error as well, as the binding library's own may be. */
+class BusAndSystemError : public sdbusplus::exception::exception, public std::system_error
+{
+  public:
+    BusAndSystemError() : std::system_error(std::make_error_code(std::errc::not_connected)) {}
+
+    const char* name() const noexcept override { return "org.example.Error.Both"; }
+    const char* description() const noexcept override { return "of both kinds"; }
+    const char* what() const noexcept override { return "both"; }
+    int get_errno() const noexcept override { return ENOTCONN; }
+};
+
+} // namespace
+
 int i2c_parse_sysinfo(std::uint32_t /*node_type*/, i2c_sysinfo** /*result*/)
 {
     const char* wanted = std::getenv("THROWN"); // NOLINT(concurrency-mt-unsafe)
@@ -31,6 +48,10 @@ int i2c_parse_sysinfo(std::uint32_t /*node_type*/, i2c_sysinfo** /*result*/)
     if (thrown == "bus")
     {
         throw sdbusplus::exception::SdBusError(ENOTCONN, "bus");
+    }
+    if (thrown == "bus and system")
+    {
+        throw BusAndSystemError();
     }
     if (thrown == "general")
     {
