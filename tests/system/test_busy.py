@@ -138,11 +138,15 @@ def test_a_job_sent_from_the_handler_of_an_earlier_report_is_refused(service: Wo
     assert service.coordinator.reports[-1].status == 28
 
 
-@pytest.mark.parametrize("codes", [(0, 0, 0), (0, 0, 1)], ids=["success", "failure"])
+@pytest.mark.parametrize(
+    ("codes", "last"),
+    [((0, 0, 0), (28, 100)), ((0, 0, 1), (18, 0))],
+    ids=["success", "failure"],
+)
 def test_the_service_is_free_again_after_an_outcome(
-    service: World, codes: tuple[int, int, int]
+    service: World, codes: tuple[int, int, int], last: tuple[int, int]
 ) -> None:
     service.board.faults.programming(percents=[0, 100], codes=codes)
-    assert update(service, "pdb").result == 0
+    assert update(service, "pdb").progress[-1] == last
     break_library(service)
     assert update(service, "pdb").result == 0

@@ -8,7 +8,6 @@ import pytest
 from dbus_next import Variant
 from expected import hold, start
 from expected.power_state import CALLBACK, read, released
-from sequence import sequence
 from tavrinsim import names
 from tavrinsim.answers import Answer, Failure, Held, Latch, Reply, Silence
 from tavrinsim.world import World
@@ -134,7 +133,7 @@ def watching(build_shared_world: Callable[..., World]) -> World:
 def heard(world: World, mark: int) -> list[str]:
     """All that followed what the service was sent since `mark`."""
     answer(world)
-    return sequence(world, mark)
+    return main_thread(world, mark)
 
 
 @pytest.mark.parametrize("state", PENDING)

@@ -7,7 +7,7 @@ import signal
 import pytest
 from conftest import BuildWorld, FindDouble
 from expected import start
-from sequence import logs, records, sequence
+from sequence import job_sequence, logs, records, sequence
 from tavrinsim.answers import Silence
 from tavrinsim.coordinator import REGISTER
 from tavrinsim.names import PBB, PDB
@@ -53,7 +53,8 @@ def test_a_running_update_is_not_waited_for(service: World) -> None:
     mark, size = service.trace.mark(), len(service.log())
     service.bus.stop()
     assert service.service.wait() == 0
-    assert logs(service, mark) == [DESTROYED, f"E {BUS_GONE}", EXITING]
+    own = sequence(service, mark, tid=service.service.pid)
+    assert own == [DESTROYED, f"E {BUS_GONE}", EXITING]
     assert service.log()[size:] == f"{size} : {BUS_GONE}"
 
 
@@ -166,6 +167,7 @@ def test_a_list_shorter_than_its_count_stops_the_process(world: World) -> None:
 
 @pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGINT])
 def test_a_signal_ends_the_service_at_once(service: World, number: int) -> None:
-    before = service.log()
+    before, mark = service.log(), service.trace.mark()
     assert service.stop(number) == -number
+    assert job_sequence(service, mark) == []
     assert service.log() == before
