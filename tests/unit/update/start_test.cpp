@@ -171,6 +171,16 @@ TEST_F(StartUpToThePort, MarksTheDeviceOnceItIsReportedAndAgainWhenThePortDoesNo
     EXPECT_TRUE(device->psuScanBlock());
 }
 
+TEST_F(StartUpToThePort, GoesOnWhereThereIsNoObjectToMark)
+{
+    service.registeredObjects.clear();
+    fakes::sysinfo().status = -1;
+    EXPECT_FALSE(service.TavrinUpdateStart(&record, 1, "/com/vexa/bevon/cpld_updater/PBB_PLD_2"));
+    EXPECT_EQ(fakes::journal(),
+              (Lines{"report PBBCPLD.Embedded.2 status 4, transaction 17, 0 %",
+                     "report PBBCPLD.Embedded.2 status 18, transaction 17, 0 %"}));
+}
+
 TEST_F(StartUpToThePort, TellsTheCurrentVersionOfThisDevice)
 {
     record.currentVersions = {"one", "two"};
