@@ -1,0 +1,1 @@
+"""How many small changes of the service go unnoticed by its tests."""
