@@ -12,7 +12,13 @@ from collections.abc import Callable
 import pytest
 from dbus_next import Variant
 from expected import registration
-from expected.registration import asked_again, failed_pass, listening, whole_pass
+from expected.registration import (
+    REGISTRATION_RULE,
+    asked_again,
+    failed_pass,
+    listening,
+    whole_pass,
+)
 from registering import registered_paths, thread_lines, wait_for_calls
 from tavrinsim import names
 from tavrinsim.answers import Departure, Failure, Held, Latch, Reply
@@ -50,7 +56,8 @@ def break_second_pbb(world: World) -> None:
 
 def ask_early(world: World) -> None:
     """Asks while the service still makes its pause."""
-    world.trace.wait_for(what="log", text=listening()[-1][2:])
+    # The thread says that it has subscribed before the bus knows.
+    world.trace.wait_for(what="bus", member="AddMatch", body=[REGISTRATION_RULE])
     world.coordinator.ask_for_registrations()
 
 

@@ -8,6 +8,7 @@ from pathlib import Path
 import pytest
 from conftest import BuildWorld
 from expected import start
+from expected.registration import REGISTRATION_RULE
 from expected.start import Cpld
 from jobs import threads
 from messages import sent, settled_mark
@@ -28,7 +29,6 @@ CPLDS = (PBB_1, PBB_2, PDB_1, FLOP_1)
 REGISTER = "cmnfwupd_client_register"
 # Each on one line, so that grep finds it.
 # fmt: off
-REGISTRATION_RULE = "type='signal',interface='com.vexa.bevon.cmnfwupd.fw_management',member='cmnupdateregsignal',path='/com/vexa/bevon/cmnfwupd'"
 POWER_STATE_RULE = "type='signal',member='PropertiesChanged',path_namespace='/xyz/openbmc_project/control/host0/internal_power_state'"
 FRU_READ_RULE = "type='signal',member='PropertiesChanged',interface='org.freedesktop.DBus.Properties',arg0namespace='com.vexa.bmc.mppd.pcardInfo'"
 # fmt: on

@@ -8,6 +8,11 @@ from .reports import Lines
 
 TAG = "[cpld_update_register_handler]"
 
+# What the thread subscribes to; on one line, so that grep finds it.
+# fmt: off
+REGISTRATION_RULE = "type='signal',interface='com.vexa.bevon.cmnfwupd.fw_management',member='cmnupdateregsignal',path='/com/vexa/bevon/cmnfwupd'"
+# fmt: on
+
 # A board with 2 PBB, 1 PDB and 1 FLOP, in the order of registration.
 ALL = [(PBB, 1), (PBB, 2), (PDB, 1), (FLOP, 1)]
 
