@@ -6,7 +6,7 @@ from typing import Any
 
 import pytest
 from conftest import BuildWorld
-from expected.interfaces import fresh
+from expected.interfaces import fresh, registration_of
 from messages import STANDARD, settled_mark, signals
 from tavrinsim import names
 from tavrinsim.names import FLOP, PBB, PDB, Kind
@@ -73,16 +73,7 @@ def test_the_base_inventory_is_announced_last_and_with_its_values(
             names.TAVRIN_INVENTORY: inventory,
         },
         {
-            names.REGISTRATION: {
-                "Fqdd": kind.fqdd(number),
-                "Comp_ID": kind.component_id,
-                "Reboot_Type": 0,
-                "Serial_Type": 1,
-                "fwupdate_service": "com.vexa.bevon.tavrinupdate",
-                "fwupdate_object": path,
-                "fwupdate_interface": "com.vexa.bevon.cmnupdate.comp_update",
-                "fwupdate_methodcall": "CompFirmwareUpdate",
-            },
+            names.REGISTRATION: registration_of(path, kind.fqdd(number), kind.component_id),
             names.COMP_UPDATE: update,
             names.BASE_INVENTORY: fresh(names.BASE_INVENTORY)
             | {

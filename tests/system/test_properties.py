@@ -9,7 +9,7 @@ from typing import Any
 import pytest
 from dbus_next import Variant
 from expected import interfaces
-from expected.interfaces import fresh
+from expected.interfaces import fresh, registration_of
 from messages import settled_mark, signals
 from tavrinsim import names
 from tavrinsim.connection import BusError
@@ -68,16 +68,8 @@ def test_a_published_cpld_shows_what_is_known_of_it(
 ) -> None:
     path = f"/com/vexa/bevon/cpld_updater/{kind.node}_{number}"
     assert plain(service, path, UPDATE) == fresh(UPDATE)
-    assert plain(service, path, names.REGISTRATION) == {
-        "Fqdd": fqdd,
-        "Comp_ID": component,
-        "Reboot_Type": 0,
-        "Serial_Type": 1,
-        "fwupdate_service": "com.vexa.bevon.tavrinupdate",
-        "fwupdate_object": path,
-        "fwupdate_interface": "com.vexa.bevon.cmnupdate.comp_update",
-        "fwupdate_methodcall": "CompFirmwareUpdate",
-    }
+    registration = registration_of(path, fqdd, component)
+    assert plain(service, path, names.REGISTRATION) == registration
     shown = {"InstalledVersionString": version, "DisplayName": title, "FriendlyFQDD": title}
     assert plain(service, path, names.BASE_INVENTORY) == (
         fresh(names.BASE_INVENTORY) | shown | {"FQDD": fqdd, "ComponentID": component}

@@ -125,3 +125,17 @@ TAVRIN_INVENTORY_DEFAULTS = {
     "FriendlyFQDD": "PBB CPLD",
     "UpdateStatus": "NotStarted",
 }
+
+
+def registration_of(path: str, fqdd: str, component: int) -> dict[str, Any]:
+    """What one CPLD's object tells the coordinator about its update."""
+    return {
+        "Fqdd": fqdd,
+        "Comp_ID": component,
+        "Reboot_Type": 0,
+        "Serial_Type": 1,
+        "fwupdate_service": "com.vexa.bevon.tavrinupdate",
+        "fwupdate_object": path,
+        "fwupdate_interface": "com.vexa.bevon.cmnupdate.comp_update",
+        "fwupdate_methodcall": "CompFirmwareUpdate",
+    }
