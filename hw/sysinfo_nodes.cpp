@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 
 namespace
@@ -25,7 +26,9 @@ void appendPaths(const i2c_sysinfo& block, std::vector<std::string>& nodes)
 {
     for (const i2c_sysinfo_node* node = block.first; node != nullptr; node = node->next)
     {
-        nodes.emplace_back(static_cast<const char*>(node->path));
+        // A path that fills its array has no room for the NUL that ends all others.
+        const char* const path = static_cast<const char*>(node->path);
+        nodes.emplace_back(path, strnlen(path, sizeof(node->path)));
     }
 }
 

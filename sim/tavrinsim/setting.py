@@ -18,7 +18,8 @@ class Setting:
     `Board.create`); `platform_id` is the platform's number, `fru_complete` whether the
     FRU read is over at the start, `power_state` the host's state. `policy` is the
     service's D-Bus policy, `read_only` are paths of the view that refuse writing, `view`
-    is "bwrap" or "proot" where the choice matters.
+    is "bwrap" or "proot" where the choice matters. Without `monitored`, the trace holds no
+    lines "bus": for runs that would be slowed down by the record of every message.
     """
 
     counts: Mapping[str, int] = field(default_factory=lambda: {"pbb": 2, "pdb": 1, "flop": 1})
@@ -29,3 +30,4 @@ class Setting:
     policy: Path = POLICY
     read_only: tuple[str, ...] = ()
     view: str | None = None
+    monitored: bool = True

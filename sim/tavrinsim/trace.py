@@ -61,6 +61,16 @@ class Trace:
             self._lines += map(json.loads, whole.splitlines())
             return self._lines
 
+    def forget(self) -> None:
+        """Empties the trace, and ends the worth of every mark: for runs that take hours.
+
+        What is recorded at this very moment may be lost as well.
+        """
+        with self._lock:
+            os.truncate(self.path, 0)
+            self._offset = 0
+            self._lines = []
+
     def mark(self) -> int:
         """A place to start from: the lines so far are left out by `start=mark`."""
         return len(self.lines())

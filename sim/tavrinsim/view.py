@@ -21,6 +21,8 @@ from pathlib import Path
 
 # What a program of the controller may see of the machine's /etc.
 ETC_FILES = ("ld.so.cache", "passwd", "group", "nsswitch.conf", "localtime", "ssl/openssl.cnf")
+# Every controller has a machine ID; without one, sd-bus fails over a question for it.
+MACHINE_ID = "5f3759df5f3759df5f3759df5f3759df\n"
 # Harmless devices only: a real I2C adapter of the machine must stay out of reach.
 DEVICES = ("null", "zero", "full", "random", "urandom")
 LIBRARY_FOLDERS = ("bin", "sbin", "lib", "lib32", "lib64", "libx32")
@@ -64,6 +66,7 @@ class ScratchRoot:
         self.devices = [Path("/dev") / name for name in DEVICES]
         for name in ("proc", "dev", "tmp", "var/log", "etc/shared_keys"):
             (folder / name).mkdir(parents=True, exist_ok=True)
+        (folder / "etc" / "machine-id").write_text(MACHINE_ID)
         etc = (Bind(Path("/etc") / name) for name in ETC_FILES)
         machine = [Bind(Path("/usr")), *self._library_folders(), *etc]
         # Parents before children, or a parent would cover what lies below it.

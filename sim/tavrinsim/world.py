@@ -42,6 +42,9 @@ from .view import Bind, ScratchRoot, View, choose_view
 
 BINARY = Path(__file__).parents[2] / "build" / "tavrinupdate"
 
+# What a sanitizer's build of the service is told from outside.
+SANITIZER_OPTIONS = ("ASAN_OPTIONS", "LSAN_OPTIONS", "TSAN_OPTIONS", "UBSAN_OPTIONS")
+
 # How long a service may take to end by itself when its world does, in seconds.
 PATIENCE = 3.0
 
@@ -79,7 +82,7 @@ class World:
         self._loop = LoopThread()
         self._end.callback(self._loop.stop)
         self._build_bus()
-        self._end.callback(self._let_service_end)
+        self._end.callback(self.let_service_end)
 
     def _scratch_root(self) -> ScratchRoot:
         # The build tree is writable: coverage counters are written beside the objects.
@@ -101,7 +104,8 @@ class World:
         self.bus = PrivateBus(self._loop, self.folder / "bus", setting.policy)
         self._end.callback(self.bus.stop)
         where = (self._loop, self.bus.address)
-        self._end.callback(BusMonitor(*where, self.trace).stop)
+        if setting.monitored:
+            self._end.callback(BusMonitor(*where, self.trace).stop)
         self.coordinator = Coordinator(*where)
         self.fru_reader = FruReader(*where, setting.fru_complete)
         self.host_state = HostState(*where, setting.power_state)
@@ -109,8 +113,7 @@ class World:
         for peer in self.peers:
             self._end.callback(peer.stop)
             peer.start()
-        self.client = Client(*where)
-        self._end.callback(self.client.close)
+        self.client = self.another_client()
 
     @property
     def peers(self) -> tuple[Peer, ...]:
@@ -123,6 +126,12 @@ class World:
         self._end.callback(peer.stop)
         peer.start()
         return peer
+
+    def another_client(self) -> Client:
+        """One more client with a connection of its own."""
+        client = Client(self._loop, self.bus.address)
+        self._end.callback(client.close)
+        return client
 
     # -- the service -------------------------------------------------------------------
 
@@ -162,6 +171,18 @@ class World:
         if self.running:
             self.stop()
         return self.start(**options)
+
+    def let_service_end(self) -> None:
+        """Takes the bus away, without which the service ends by itself.
+
+        A killed one would write no coverage counters, and nobody would look for its leaks.
+        """
+        if self.running:
+            assert self.service is not None
+            self.bus.stop()
+            with suppress(ServiceError):
+                self.service.wait(PATIENCE)
+        self._abandon_service()
 
     @property
     def running(self) -> bool:
@@ -239,16 +260,6 @@ class World:
     def __exit__(self, *_: object) -> None:
         self.close()
 
-    def _let_service_end(self) -> None:
-        """Without its bus the service ends by itself; a killed one would write no
-        coverage counters, and nobody would look for its leaks."""
-        if self.running:
-            assert self.service is not None
-            self.bus.stop()
-            with suppress(ServiceError):
-                self.service.wait(PATIENCE)
-        self._abandon_service()
-
     def _abandon_service(self) -> None:
         if self.service is not None:
             self.service.abandon()
@@ -262,6 +273,9 @@ class World:
             "LD_PRELOAD": ":".join(map(str, libraries)),
             "PATH": "/usr/bin:/bin",
             "LC_ALL": "C.UTF-8",
+        }
+        variables |= {
+            name: os.environ[name] for name in SANITIZER_OPTIONS if name in os.environ
         }
         return variables | self.bus.environment() if bus else variables
 

@@ -11,9 +11,10 @@ from typing import Any
 import pytest
 
 ROOT = Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(ROOT / "sim"))
+sys.path[:0] = [str(ROOT / "sim"), str(ROOT / "tests")]
 
-# Found through the path above.
+# Found through the paths above.
+from reliability import sanitizers  # noqa: E402
 from tavrinsim.setting import Setting  # noqa: E402
 from tavrinsim.world import BINARY, World  # noqa: E402
 
@@ -55,9 +56,17 @@ def find_double(binary: Path) -> FindDouble:
 
 def _world_builder(binary: Path, worlds: ExitStack) -> BuildWorld:
     def build(**setting: Any) -> World:
-        return worlds.enter_context(World(binary, Setting(**setting)))
+        world = worlds.enter_context(World(binary, Setting(**setting)))
+        worlds.callback(_end_without_reports, world)
+        return world
 
     return build
+
+
+def _end_without_reports(world: World) -> None:
+    """A sanitizer's build of the service has nothing to report, also at its end."""
+    world.let_service_end()
+    assert sanitizers.reports(world.output) == [], world.output.read_text(errors="replace")
 
 
 @pytest.fixture

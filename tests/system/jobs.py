@@ -2,7 +2,6 @@
 
 from __future__ import annotations
 
-import os
 import time
 from collections.abc import Callable, Iterator
 from contextlib import contextmanager
@@ -11,6 +10,7 @@ from pathlib import Path
 from typing import Any
 
 from dbus_next import Variant
+from reliability import resources
 from sequence import job_sequence
 from tavrinsim import names
 from tavrinsim.coordinator import Job
@@ -57,6 +57,17 @@ def run_job(world: World, job: Job) -> Outcome:
     return outcome
 
 
+def send_without_coordinator(world: World, job: Job) -> Outcome:
+    """Sends a job as the coordinator would, from another connection."""
+    path = job.object_path()
+    with followed(world, job) as done:
+        for name, value in job.properties().items():
+            world.client.set(path, names.COMP_UPDATE, name, value)
+        call = ("CompFirmwareUpdate", "su", job.fqdd, job.transaction)
+        done.result = world.client.call(names.SERVICE, path, names.COMP_UPDATE, *call)[0]
+    return done
+
+
 def refuse_to_open_ports(world: World) -> None:
     """Ends every job that was accepted before anything is programmed."""
     for kind in names.KINDS.values():
@@ -98,10 +109,17 @@ def update(world: World, kind: str, number: int = 1, version: str = "2.3.4") -> 
     return run(world, names.KINDS[kind].fqdd(number), world.payload(kind, version))
 
 
+def update_each(world: World) -> None:
+    """Updates every CPLD once: all that the service and its libraries open for good is open then."""
+    for device in world.board.devices:
+        done = update(world, device.kind.name, device.index + 1)
+        assert (done.result, done.progress[-1]) == (0, (28, 100)), done.steps
+
+
 def threads(world: World) -> set[int]:
     """The service's threads as they are now."""
     assert world.service is not None
-    return {int(task) for task in os.listdir(f"/proc/{world.service.pid}/task")}
+    return resources.threads(world.service.pid)
 
 
 def wait_until(condition: Callable[[], bool], words: str, timeout: float = 20) -> None:

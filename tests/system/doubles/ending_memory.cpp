@@ -48,3 +48,9 @@ void* operator new(std::size_t size)
     }
     return next(size);
 }
+
+// A sanitizer's own does not come by the one above.
+void* operator new[](std::size_t size)
+{
+    return ::operator new(size);
+}

@@ -19,10 +19,11 @@ namespace
 std::map<std::string, fakes::Cpld*> devices;
 std::map<int, fakes::Cpld*> descriptors;
 int openFlags = 0;
+bool allPathsTaken = false;
 
 bool isDevicePath(std::string_view path)
 {
-    return path.starts_with("/dev/fake-");
+    return allPathsTaken || path.starts_with("/dev/fake-");
 }
 
 int openDevice(const std::string& path, int flags)
@@ -116,6 +117,11 @@ Cpld::Cpld(std::string path) : path_(std::move(path))
 Cpld::~Cpld()
 {
     devices.erase(path_);
+}
+
+void takeAllPaths(bool take)
+{
+    allPathsTaken = take;
 }
 
 int lastOpenFlags()

@@ -91,6 +91,9 @@ class Cpld
     std::vector<I2cRequest> requests_;
 };
 
+/** From now on every path is a device's, not only those that begin like one; or no longer. */
+void takeAllPaths(bool take);
+
 /** Flags of the last `open` of a device path. */
 int lastOpenFlags();
 

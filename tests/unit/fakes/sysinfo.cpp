@@ -38,7 +38,7 @@ i2c_sysinfo* buildBlock(const fakes::Sysinfo& description)
     for (std::size_t i = 0; i < nodes.size(); ++i)
     {
         i2c_sysinfo_node* const entry = &memory->entries[0] + i;
-        nodes[i].copy(entry->path, sizeof(entry->path) - 1);
+        nodes[i].copy(entry->path, sizeof(entry->path));
         *link = entry;
         link = &entry->next;
     }

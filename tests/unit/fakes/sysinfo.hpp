@@ -16,7 +16,7 @@ struct Sysinfo
     int status = 0;
     /** Hands nothing out although the status is 0. */
     bool forgetsTheResult = false;
-    /** Device nodes of whatever kind is asked for. */
+    /** Device nodes of whatever kind is asked for; one of 64 bytes has no NUL behind it. */
     std::vector<std::string> nodes;
     /** The count that the description claims, where it is not the number of nodes. */
     std::optional<std::uint32_t> claimedCount;

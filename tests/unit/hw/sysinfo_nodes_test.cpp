@@ -164,6 +164,14 @@ TEST_F(SysinfoNodes, HaveNamesOfAnyLengthThatFits)
     EXPECT_EQ(nodes, (Lines{longest, ""}));
 }
 
+TEST_F(SysinfoNodes, HaveNamesThatFillTheirEntryAndEndThere)
+{
+    const std::string full = "/dev/" + std::string(59, 'x');
+    fakes::sysinfo().nodes = {full, "/dev/i2c-2"};
+    EXPECT_EQ(Tavrinupdate::getSysinfoNodes(record, nodes), 0);
+    EXPECT_EQ(nodes, (Lines{full, "/dev/i2c-2"}));
+}
+
 TEST_F(SysinfoNodes, CountsThatEightBitsCannotHoldAreRefused)
 {
     for (const std::uint32_t count : {256U, 257U, 65536U, 4294967295U})
