@@ -2,6 +2,7 @@
 
 #include "platform/dlog.h"
 
+#include <array>
 #include <exception>
 #include <fstream>
 #include <iterator>
@@ -51,7 +52,12 @@ bool readRemainder(std::vector<char>& remainder)
 
 void rewriteWith(const std::vector<char>& remainder)
 {
-    std::ofstream file(logFilePath, std::ios::out | std::ios::trunc | std::ios::binary);
+    // The file is empty once it is open; without a buffer of its own the stream would ask for
+    // memory then, and where there is none, all records would be lost.
+    std::array<char, 1024> buffer{};
+    std::ofstream file;
+    file.rdbuf()->pubsetbuf(buffer.data(), buffer.size());
+    file.open(logFilePath, std::ios::out | std::ios::trunc | std::ios::binary);
     if (!file.is_open())
     {
         dlog_printf(failureLevel, failureModule, "[%s] : ofstream: Failed to open log file: %s\n",

@@ -45,12 +45,6 @@ FinishedJobsWatch::FinishedJobsWatch(boost::asio::io_context& io, Handler handle
     wait();
 }
 
-FinishedJobsWatch::~FinishedJobsWatch()
-{
-    // The descriptor is the queue's, which a worker may still hold.
-    readable_.release();
-}
-
 void FinishedJobsWatch::wait()
 {
     readable_.async_wait(boost::asio::posix::stream_descriptor::wait_read,

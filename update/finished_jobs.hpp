@@ -62,14 +62,26 @@ class FinishedJobsWatch
     FinishedJobsWatch(FinishedJobsWatch&&) = delete;
     FinishedJobsWatch& operator=(FinishedJobsWatch&&) = delete;
 
-    ~FinishedJobsWatch();
+    ~FinishedJobsWatch() = default;
 
     const std::shared_ptr<FinishedJobs>& jobs() const { return jobs_; }
 
   private:
+    /** The loop's view of the queue's descriptor, which is the queue's to close. */
+    class WatchedDescriptor : public boost::asio::posix::stream_descriptor
+    {
+      public:
+        using boost::asio::posix::stream_descriptor::stream_descriptor;
+        WatchedDescriptor(const WatchedDescriptor&) = delete;
+        WatchedDescriptor& operator=(const WatchedDescriptor&) = delete;
+        WatchedDescriptor(WatchedDescriptor&&) = delete;
+        WatchedDescriptor& operator=(WatchedDescriptor&&) = delete;
+        ~WatchedDescriptor() { release(); }
+    };
+
     void wait();
 
     std::shared_ptr<FinishedJobs> jobs_;
     Handler handler_;
-    boost::asio::posix::stream_descriptor readable_;
+    WatchedDescriptor readable_;
 };

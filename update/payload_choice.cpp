@@ -1,10 +1,42 @@
 #include "update/payload_choice.hpp"
 
+#include <dirent.h>
+
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <memory>
 #include <string_view>
+#include <system_error>
 
-bool isPayloadName(const std::filesystem::path& fileName)
+namespace fs = std::filesystem;
+
+namespace
+{
+
+struct DirectoryCloser
+{
+    void operator()(DIR* directory) const { ::closedir(directory); }
+};
+
+using DirectoryPtr = std::unique_ptr<DIR, DirectoryCloser>;
+
+/** What errno says, as the standard library would throw it. */
+fs::filesystem_error failure(const char* words, const fs::path& directory)
+{
+    return {words, directory, std::error_code(errno, std::generic_category())};
+}
+
+/** Whether an entry is a regular file or a link to one; asked from the listing where it tells. */
+bool isRegularFile(const dirent& entry, const fs::path& path)
+{
+    const bool mustAsk = entry.d_type == DT_UNKNOWN || entry.d_type == DT_LNK;
+    return mustAsk ? fs::is_regular_file(path) : entry.d_type == DT_REG;
+}
+
+} // namespace
+
+bool isPayloadName(const fs::path& fileName)
 {
     return fileName.extension() == ".payload";
 }
@@ -21,14 +53,27 @@ bool isSupportedType(const std::string& type)
     return std::find(supported.begin(), supported.end(), type) != supported.end();
 }
 
-std::optional<std::filesystem::path> findPayload(const std::filesystem::path& directory)
+std::optional<fs::path> findPayload(const fs::path& directory)
 {
-    for (const auto& entry : std::filesystem::directory_iterator(directory))
+    // The library's own iterator would end the process where memory ends in the middle of it.
+    const DirectoryPtr listing(::opendir(directory.c_str()));
+    if (listing == nullptr)
     {
-        if (entry.is_regular_file() && isPayloadName(entry.path().filename()))
+        throw failure("directory iterator cannot open directory", directory);
+    }
+    errno = 0;
+    while (const dirent* entry = ::readdir(listing.get())) // NOLINT: no other thread has it
+    {
+        const fs::path name(static_cast<const char*>(entry->d_name));
+        if (isRegularFile(*entry, directory / name) && isPayloadName(name))
         {
-            return entry.path().filename();
+            return name;
         }
+        errno = 0;
+    }
+    if (errno != 0)
+    {
+        throw failure("directory iterator cannot advance", directory);
     }
     return std::nullopt;
 }

@@ -33,12 +33,6 @@ connection::connection(boost::asio::io_context& io, bus_t&& bus) :
     dispatch_later();
 }
 
-connection::~connection()
-{
-    // The descriptor is sd-bus's to close.
-    socket_.release();
-}
-
 void connection::dispatch_later()
 {
     boost::asio::post(io_,

@@ -1,24 +1,10 @@
 #include "log/log_file.hpp"
-#include "service_test.hpp"
 
-#include <cstdlib>
-#include <new>
-#include <utility>
+#include "fakes/memory.hpp"
+#include "service_test.hpp"
 
 namespace
 {
-
-/** Whether this thread's allocations fail. */
-thread_local bool exhausted = false;
-
-class WithoutMemory
-{
-  public:
-    WithoutMemory() { exhausted = true; }
-    ~WithoutMemory() { exhausted = false; }
-    WithoutMemory(const WithoutMemory&) = delete;
-    WithoutMemory& operator=(const WithoutMemory&) = delete;
-};
 
 class LogFileMemory : public ServiceTest
 {
@@ -31,7 +17,7 @@ TEST_F(LogFileMemory, ARecordForWhichThereIsNoneIsLostAndItsWriterGoesOn)
     fakes::write(place, "before\n");
     const std::string message(500, 'm');
     {
-        const WithoutMemory now;
+        const fakes::WithoutMemory now;
         addlog(message.c_str());
     }
     EXPECT_EQ(fakes::contentOf(place), "before\n");
@@ -45,7 +31,7 @@ TEST_F(LogFileMemory, ATrimForWhichThereIsNoneLeavesTheFileToTheNext)
     const std::string old(5000, 'o');
     fakes::write(place, old);
     {
-        const WithoutMemory now;
+        const fakes::WithoutMemory now;
         delete_old_log();
     }
     EXPECT_EQ(fakes::contentOf(place), old);
@@ -54,21 +40,23 @@ TEST_F(LogFileMemory, ATrimForWhichThereIsNoneLeavesTheFileToTheNext)
     EXPECT_EQ(fakes::contentOf(place), old.substr(1024));
 }
 
+TEST_F(LogFileMemory, ATrimThatRunsOutOfItAnywhereLosesNothingOfTheFile)
+{
+    const std::string old(5000, 'o');
+    const std::string trimmed = old.substr(1024);
+    std::string content = old;
+    for (int allocations = 0; content == old; ++allocations)
+    {
+        fakes::write(place, old);
+        {
+            const fakes::WithoutMemory then(allocations);
+            delete_old_log();
+        }
+        content = fakes::contentOf(place);
+        EXPECT_TRUE(content == old || content == trimmed)
+            << content.size() << " bytes are left after " << allocations << " allocations";
+    }
+    EXPECT_EQ(content, trimmed);
+}
+
 } // namespace
-
-// The C++ library's own allocations come here as well; it must see it, hence the visibility.
-__attribute__((visibility("default"))) void* operator new(std::size_t size)
-{
-    void* const block = exhausted ? nullptr : std::malloc(size); // NOLINT: this is the allocator
-    return block != nullptr ? block : throw std::bad_alloc();
-}
-
-__attribute__((visibility("default"))) void operator delete(void* block) noexcept
-{
-    std::free(block); // NOLINT: from malloc
-}
-
-__attribute__((visibility("default"))) void operator delete(void* block, std::size_t) noexcept
-{
-    std::free(block); // NOLINT: from malloc
-}

@@ -33,11 +33,23 @@ class connection : public bus_t
     connection& operator=(const connection&) = delete;
     connection(connection&&) = delete;
     connection& operator=(connection&&) = delete;
-    ~connection();
+    ~connection() = default;
 
     boost::asio::io_context& get_io_context() noexcept { return io_; }
 
   private:
+    /** The loop's view of the socket, which sd-bus closes, also where a constructor fails. */
+    class watched_socket : public boost::asio::posix::stream_descriptor
+    {
+      public:
+        using boost::asio::posix::stream_descriptor::stream_descriptor;
+        watched_socket(const watched_socket&) = delete;
+        watched_socket& operator=(const watched_socket&) = delete;
+        watched_socket(watched_socket&&) = delete;
+        watched_socket& operator=(watched_socket&&) = delete;
+        ~watched_socket() { release(); }
+    };
+
     connection(boost::asio::io_context& io, bus_t&& bus);
 
     void dispatch_later();
@@ -45,7 +57,7 @@ class connection : public bus_t
     void dispatch();
 
     boost::asio::io_context& io_;
-    boost::asio::posix::stream_descriptor socket_;
+    watched_socket socket_;
     // What waits in the loop may come up after the connection is gone; this tells it.
     std::shared_ptr<connection*> alive_;
 };
