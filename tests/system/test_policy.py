@@ -116,6 +116,15 @@ def test_a_stranger_may_call_no_method(
     assert job_sequence(shared_service, mark) == []
 
 
+def test_a_stranger_cannot_end_the_service_of_a_controller_without_a_machine_id(
+    service: World,
+) -> None:
+    service.root.inside("/etc/machine-id").unlink()
+    call = (names.SERVICE, PATH, "org.freedesktop.DBus.Peer", "GetMachineId")
+    assert_denied(stranger(service, "call", *call))
+    assert service.client.get(PATH, names.BASE_INVENTORY, "FQDD").value == PBB.fqdd(1)
+
+
 def test_the_unique_name_is_no_way_round_the_policy(shared_service: World) -> None:
     place = (str(shared_service.client.owner()), PATH, names.COMP_UPDATE)
     call = ("CompFirmwareUpdate", "su", "PBBCPLD.Embedded.1", "1")
