@@ -83,34 +83,42 @@ void Cpld::writeRegister(std::uint8_t number, std::uint8_t value, unsigned int p
 
 void Cpld::portChanged(DeviceState& state, bool isOpen)
 {
+    // First all that the device does, then the telling of it: where the service is killed in
+    // between, the device must not stand still as well.
+    const auto loaded = isOpen ? std::nullopt : concludeImage(state, description_.kind);
     traceDevice(description_, isOpen ? "port-opened" : "port-closed");
-    if (isOpen)
+    if (loaded)
     {
-        return;
+        traceDevice(description_, "loaded", *loaded);
     }
+}
+
+std::optional<Json> Cpld::concludeImage(DeviceState& state, Kind kind)
+{
     if (state.imageState == ImageState::complete)
     {
-        loadImage(state);
+        return loadImage(state, kind);
     }
-    else if (state.imageState == ImageState::writing)
+    if (state.imageState == ImageState::writing)
     {
         // Either its run was killed, or it goes on and will find the port closed.
         state.imageState = ImageState::interrupted;
     }
+    return std::nullopt;
 }
 
-void Cpld::loadImage(DeviceState& state)
+std::optional<Json> Cpld::loadImage(DeviceState& state, Kind kind)
 {
-    const auto header = completeImage(state, description_.kind);
+    const auto header = completeImage(state, kind);
     if (!header)
     {
-        return;
+        return std::nullopt;
     }
-    const std::string before = textOf(versionIn(state.registers, description_.kind));
-    showVersion(state.registers, description_.kind, header->version);
+    const std::string before = textOf(versionIn(state.registers, kind));
+    showVersion(state.registers, kind, header->version);
     state.imageState = ImageState::valid;
     ++state.loads;
-    traceDevice(description_, "loaded", {{"from", before}, {"to", textOf(header->version)}});
+    return Json{{"from", before}, {"to", textOf(header->version)}};
 }
 
 bool Cpld::beginImage(unsigned int platformId)

@@ -11,6 +11,7 @@
 
 #include <cstdint>
 #include <mutex>
+#include <optional>
 
 namespace sim
 {
@@ -45,7 +46,10 @@ class Cpld
     class Access;
 
     void portChanged(DeviceState& state, bool isOpen);
-    void loadImage(DeviceState& state);
+
+    /** What a closing port makes of the memory. @return what is to be told of a loaded image */
+    static std::optional<Json> concludeImage(DeviceState& state, Kind kind);
+    static std::optional<Json> loadImage(DeviceState& state, Kind kind);
 
     DeviceDescription description_;
     MappedFile file_;

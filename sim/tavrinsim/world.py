@@ -42,8 +42,13 @@ from .view import Bind, ScratchRoot, View, choose_view
 
 BINARY = Path(__file__).parents[2] / "build" / "tavrinupdate"
 
-# What a sanitizer's build of the service is told from outside.
-SANITIZER_OPTIONS = ("ASAN_OPTIONS", "LSAN_OPTIONS", "TSAN_OPTIONS", "UBSAN_OPTIONS")
+# What a sanitizer's build of the service is told where nobody tells it anything else. The
+# simulated libraries are in front of the sanitizer's, which it would not stand.
+SANITIZER_OPTIONS = {
+    "ASAN_OPTIONS": "verify_asan_link_order=0",
+    "TSAN_OPTIONS": "",
+    "UBSAN_OPTIONS": "print_stacktrace=1",
+}
 
 # How long a service may take to end by itself when its world does, in seconds.
 PATIENCE = 3.0
@@ -275,7 +280,7 @@ class World:
             "LC_ALL": "C.UTF-8",
         }
         variables |= {
-            name: os.environ[name] for name in SANITIZER_OPTIONS if name in os.environ
+            name: os.environ.get(name, SANITIZER_OPTIONS[name]) for name in SANITIZER_OPTIONS
         }
         return variables | self.bus.environment() if bus else variables
 

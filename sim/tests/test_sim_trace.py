@@ -29,6 +29,17 @@ def test_waiting_ends_as_soon_as_the_line_is_there(tmp_path):
     assert trace.wait_for(what="late", timeout=0)["number"] == 5
 
 
+def test_a_trace_that_forgets_begins_anew(tmp_path):
+    trace = Trace(tmp_path / "trace.jsonl")
+    writer = Trace(tmp_path / "trace.jsonl")
+    writer.record("early", text="longer than what follows")
+    assert trace.mark() == 1
+    trace.forget()
+    assert trace.lines() == []
+    writer.record("late")
+    assert [line["what"] for line in trace.lines()] == ["late"]
+
+
 def test_waiting_in_vain_says_what_there_was_instead(tmp_path):
     trace = Trace(tmp_path / "trace.jsonl")
     trace.record("other", number=4)

@@ -6,24 +6,14 @@ from collections.abc import Callable
 
 import pytest
 from dbus_next import Variant
+from reliability.log_file import LIMIT, TRIMMED, after
 from sequence import logs
 from tavrinsim import names
 from tavrinsim.names import PBB
 from tavrinsim.world import World
 from watching import answer, start_pending
 
-LIMIT = 9216
-TRIMMED = 1024
 NOT_OPENED = "[addlog] : logging: Failed to open log file: /var/log/tavrinupdate.log\n"
-
-
-def after(contents: bytes, *messages: str) -> bytes:
-    """What the file holds after these messages."""
-    for message in messages:
-        contents += f"{len(contents)} : ".encode() + message.encode()[:1023]
-        if len(contents) >= LIMIT:
-            contents = contents[TRIMMED:]
-    return contents
 
 
 def errors(world: World, mark: int = 0) -> list[str]:

@@ -8,7 +8,7 @@ import pytest
 from dbus_next import Variant
 from expected import intake, ports, reports, worker
 from expected.reports import Lines
-from jobs import Outcome, break_library, followed, update
+from jobs import break_library, followed, send_without_coordinator, update
 from messages import settled_mark
 from tavrinsim import names
 from tavrinsim.answers import Answer, Departure, Failure, Held, Latch, Reply, Silence
@@ -63,17 +63,6 @@ def short(world: World, job: Job) -> Lines:
         *ports.locked(device, 2),
         *worker.given_up(job),
     ]
-
-
-def send_without_coordinator(world: World, job: Job) -> Outcome:
-    """Sends a job as the coordinator would, from another connection."""
-    path = job.object_path()
-    with followed(world, job) as done:
-        for name, value in job.properties().items():
-            world.client.set(path, names.COMP_UPDATE, name, value)
-        call = ("CompFirmwareUpdate", "su", job.fqdd, job.transaction)
-        done.result = world.client.call(names.SERVICE, path, names.COMP_UPDATE, *call)[0]
-    return done
 
 
 @pytest.mark.parametrize(

@@ -11,7 +11,7 @@ build_packages=(
     python3 python3-yaml
 )
 run_packages=(
-    bubblewrap proot dbus systemd
+    bubblewrap proot dbus dbus-tests systemd
     python3-cryptography python3-dbus-next python3-pytest python3-pytest-xdist python3-rich
 )
 lint_packages=(clang-format clang-tidy git)

@@ -24,6 +24,7 @@ REFUSED = [
     ("set-property", names.SERVICE, PATH, names.COMP_UPDATE, "Jobid", "s", "x"),
     ("call", names.SERVICE, PATH, names.COMP_UPDATE, "CompFirmwareUpdate", "su", "x", "1"),
     ("call", names.SERVICE, PATH, names.COMP_UPDATE, "SetAllProperties", "a{sv}", "0"),
+    ("call", names.SERVICE, PATH, f"{names.BUS}.Peer", "GetMachineId"),
     ("call", names.BUS, names.BUS_PATH, names.BUS, "RequestName", "su", names.SERVICE, "0"),
 ]
 
@@ -90,3 +91,9 @@ def test_every_message_is_in_the_trace(world: World) -> None:
         destination=call["sender"],
     )
     assert (reply["signature"], reply["body"]) == ("v", [6])
+
+
+def test_a_bus_that_is_not_monitored_leaves_no_messages_behind(build_world) -> None:
+    world = build_world(monitored=False)
+    assert names.COORDINATOR in world.another_client().bus_names()
+    assert world.trace.select(what="bus") == []

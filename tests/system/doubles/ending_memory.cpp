@@ -27,6 +27,18 @@ bool endsWith(std::string_view format)
     return last != nullptr && format == last && !over.exchange(true);
 }
 
+using Allocation = void*(std::size_t);
+
+void* allocate(std::size_t size, Allocation* next)
+{
+    if (memoryHasEnded)
+    {
+        memoryHasEnded = false;
+        throw std::bad_alloc();
+    }
+    return next(size);
+}
+
 } // namespace
 
 extern "C" void dlog_vprintf(int level, int module, const char* format, va_list arguments)
@@ -39,18 +51,13 @@ extern "C" void dlog_vprintf(int level, int module, const char* format, va_list 
 
 void* operator new(std::size_t size)
 {
-    static auto* const next =
-        reinterpret_cast<void* (*)(std::size_t)>(nextFunction("_Znwm")); // NOLINT: the same one
-    if (memoryHasEnded)
-    {
-        memoryHasEnded = false;
-        throw std::bad_alloc();
-    }
-    return next(size);
+    static auto* const next = reinterpret_cast<Allocation*>(nextFunction("_Znwm")); // NOLINT
+    return allocate(size, next);
 }
 
 // A sanitizer's own does not come by the one above.
 void* operator new[](std::size_t size)
 {
-    return ::operator new(size);
+    static auto* const next = reinterpret_cast<Allocation*>(nextFunction("_Znam")); // NOLINT
+    return allocate(size, next);
 }

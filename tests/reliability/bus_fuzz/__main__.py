@@ -1,0 +1,81 @@
+"""The command: a controller for each user, side by side."""
+
+from __future__ import annotations
+
+import argparse
+import os
+import sys
+import time
+from collections.abc import Callable
+from concurrent.futures import ThreadPoolExecutor
+from pathlib import Path
+from typing import Any
+
+from reliability.table import Findings
+from rich.console import Console
+from rich.progress import BarColumn, MofNCompleteColumn, Progress, TextColumn
+from tavrinsim.world import BINARY
+
+from .campaign import ROOT, TOLERATED_KIB, Result, campaign
+
+STRANGER = "nobody"
+
+
+def main() -> int:
+    """Runs the campaigns and says what came of them."""
+    options = _options()
+    begin = time.monotonic()
+    results = _results(options)
+    findings = Findings(f"Bus fuzzer, seed {options.seed}")
+    for user, result in results.items():
+        findings.figures |= _figures(user, result)
+        findings.violations += [f"{user}: {violation}" for violation in result.violations]
+    findings.figures["minutes"] = (time.monotonic() - begin) / 60
+    return findings.finish(Console(), options.binary.resolve().parent / "bus-fuzz.json")
+
+
+def _options() -> argparse.Namespace:
+    parser = argparse.ArgumentParser(prog="tools/fuzz-bus")
+    parser.add_argument("--count", type=int, default=20000)
+    parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--binary", type=Path, default=BINARY)
+    options = parser.parse_args()
+    if os.geteuid() != 0:
+        parser.error("only root can call as another user")
+    return options
+
+
+def _results(options: argparse.Namespace) -> dict[str, Result]:
+    columns = (TextColumn("{task.description}"), BarColumn(), MofNCompleteColumn(), "calls")
+    users = (ROOT, STRANGER)
+    with Progress(*columns) as progress, ThreadPoolExecutor(len(users)) as pool:
+
+        def run(user: str) -> Result:
+            tick = _ticker(progress, user, options.count)
+            return campaign(options.binary, user, options.seed, options.count, tick)
+
+        return dict(zip(users, pool.map(run, users)))
+
+
+def _ticker(progress: Progress, user: str, count: int) -> Callable[[int], None]:
+    bar = progress.add_task(f"as {user}", total=count)
+    return lambda done: progress.update(bar, completed=done)
+
+
+def _figures(user: str, result: Result) -> dict[str, Any]:
+    answers = result.answers
+    kinds = {name.rpartition(".")[2]: count for name, count in answers["kinds"].items()}
+    shape = f"{answers['paths']}, {answers['methods']}, {answers['properties']}"
+    figures = {
+        "objects, methods, properties": shape,
+        **{f"calls: {name}": count for name, count in sorted(answers["members"].items())},
+        **{f"answers: {name}": count for name, count in sorted(kinds.items())},
+        "slowest answer, ms": answers["slowest"] * 1000,
+        "jobs that succeeded": result.jobs,
+        f"memory grown, KiB (tolerated: {TOLERATED_KIB})": result.grown_kib,
+    }
+    return {f"{user}: {name}": value for name, value in figures.items()}
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,207 @@
+"""A service under thousands of calls: what has to hold while they come, and when they are over."""
+
+from __future__ import annotations
+
+import json
+import os
+import subprocess
+import sys
+from collections import Counter
+from collections.abc import Callable, Iterator
+from contextlib import contextmanager
+from dataclasses import dataclass, field
+from pathlib import Path
+from typing import Any
+
+from dbus_next import Variant
+from jobs import put_back, threads, update, update_each, wait_until
+from reliability import sanitizers
+from reliability.resources import Resources
+from tavrinsim import names
+from tavrinsim.job import SUCCEEDED
+from tavrinsim.setting import Setting
+from tavrinsim.world import World
+
+from .shape import Shape
+
+ROOT = "root"
+
+# Private memory that may have come between the middle of a campaign and its end: sixteen calls are
+# under way at a time, some of them a megabyte long, and it is chance when most of these meet.
+# What was written into properties has been taken back by then.
+TOLERATED_KIB = 16 * 1024
+
+State = dict[tuple[str, str], dict[str, Variant]]
+
+
+@dataclass
+class Result:
+    """What came of one user's calls."""
+
+    answers: dict[str, Any] = field(default_factory=dict)
+    jobs: int = 0
+    grown_kib: int = 0
+    violations: list[str] = field(default_factory=list)
+
+
+class _Ended(Exception):
+    """The service has ended in the middle of it."""
+
+
+class Campaign:
+    """Calls of one user to the service of one world, in two halves."""
+
+    def __init__(self, world: World, user: str, tick: Callable[[int], None]) -> None:
+        assert world.service is not None
+        world.coordinator.reports.clear()
+        self.result = Result()
+        self._world = world
+        self._user = user
+        self._tick = tick
+        self._made = 0
+        self._pid = world.service.pid
+        self._idle = threads(world)
+        self._shape = Shape.walk(world.client.introspect)
+        self._folders = [str(world.payload(kind, "2.3.4")) for kind in names.KINDS]
+
+    def run(self, seed: int, count: int) -> Result:
+        """All of it; the violations are in the result."""
+        before = self._state()
+        self._world.trace.forget()
+        try:
+            half = self._half(seed, count // 2, before)
+            end = self._half(seed + 1, count - count // 2, before)
+            self._compare(half, end)
+            self._update()
+        except _Ended:
+            self.result.violations.append("the service has ended")
+        return self.result
+
+    def _half(self, seed: int, count: int, before: State) -> Resources:
+        self._take(self._call(seed, count))
+        self._made += count
+        self._wait_for_the_last_worker()
+        if self._user == ROOT:
+            self._restore(before)
+        else:
+            self._check_untouched(before)
+        self._world.trace.forget()
+        return Resources.of(self._pid)
+
+    def _wait_for_the_last_worker(self) -> None:
+        world = self._world
+        wait_until(lambda: not world.running or threads(world) <= self._idle, "idle again")
+        if not world.running:
+            raise _Ended
+
+    def _compare(self, half: Resources, end: Resources) -> None:
+        result = self.result
+        result.violations += end.grown_since(half)
+        result.grown_kib = end.private_kib - half.private_kib
+        # What a sanitizer remembers of freed memory counts as the process's.
+        watched = sanitizers.built_into(self._world.binary)
+        if result.grown_kib > TOLERATED_KIB and not watched:
+            result.violations.append(f"{result.grown_kib} KiB more memory")
+
+    def _call(self, seed: int, count: int) -> dict[str, Any]:
+        devices = self._world.board.devices
+        order = {
+            "address": self._world.bus.address,
+            "user": self._user,
+            "seed": seed,
+            "count": count,
+            "places": [(d.kind.object_path(d.index + 1), d.fqdd) for d in devices],
+            "folders": self._folders,
+            "numbers": [kind.component_id for kind in names.KINDS.values()],
+        }
+        command = [sys.executable, "-m", "reliability.bus_fuzz.caller", json.dumps(order)]
+        path = os.pathsep.join(entry for entry in sys.path if entry)
+        with subprocess.Popen(
+            command, stdout=subprocess.PIPE, text=True, env={**os.environ, "PYTHONPATH": path}
+        ) as process:
+            assert process.stdout is not None
+            return self._follow(process.stdout)
+
+    def _follow(self, lines: Iterator[str]) -> dict[str, Any]:
+        for line in lines:
+            if not line.startswith("done "):
+                return dict(json.loads(line))
+            self._tick(self._made + int(line.split()[1]))
+        raise RuntimeError("the caller ended without a word")
+
+    def _take(self, answers: dict[str, Any]) -> None:
+        result = self.result
+        for name, value in answers.items():
+            if isinstance(value, dict):
+                result.answers[name] = dict(
+                    Counter(result.answers.get(name, {})) + Counter(value)
+                )
+            elif isinstance(value, (int, float)):
+                result.answers[name] = max(value, result.answers.get(name, 0))
+        result.violations += [f"no reply: {call}" for call in answers["unanswered"]]
+        if self._user != ROOT:
+            result.violations += [f"let through: {call}" for call in answers["let_through"]]
+
+    def _state(self) -> State:
+        client = self._world.client
+        return {place: client.get_all(*place) for place in self._reachable()}
+
+    def _reachable(self) -> list[tuple[str, str]]:
+        return [place for place in self._shape.interfaces() if place[1] != names.PROPERTIES]
+
+    def _restore(self, before: State) -> None:
+        for prop in self._shape.properties:
+            if prop.writable:
+                value = before[prop.path, prop.interface][prop.name]
+                self._world.client.set(prop.path, prop.interface, prop.name, value)
+        if (now := self._state()) != before:
+            self.result.violations.append(f"not as before: {_difference(before, now)}")
+
+    def _check_untouched(self, before: State) -> None:
+        if (now := self._state()) != before:
+            self.result.violations.append(f"changed: {_difference(before, now)}")
+        done = self._world.trace.logs()
+        self.result.violations += [f"the service did something: {line}" for line in done]
+
+    def _update(self) -> None:
+        world, result = self._world, self.result
+        result.jobs = len([r for r in world.coordinator.reports if r.status == SUCCEEDED])
+        put_back(world)
+        done = update(world, "pbb")
+        if (done.result, done.progress[-1:]) != (0, [(SUCCEEDED, 100)]):
+            words = f"no update afterwards: {done.result} {done.progress}"
+            result.violations.append(words)
+
+
+def _difference(before: State, now: State) -> list[Any]:
+    return [
+        (place, name, value, now[place].get(name))
+        for place, values in before.items()
+        for name, value in values.items()
+        if now[place].get(name) != value
+    ]
+
+
+@contextmanager
+def _controller(binary: Path) -> Iterator[World]:
+    """A service that has done everything once, so that all it ever holds open is open."""
+    with World(binary, Setting(monitored=False)) as world:
+        world.board.faults.programming(percents=[100], step_delay_ms=0)
+        world.start()
+        world.wait_published()
+        update_each(world)
+        world.wait_registered()
+        yield world
+
+
+def campaign(
+    binary: Path, user: str, seed: int, count: int, tick: Callable[[int], None] = lambda _: None
+) -> Result:
+    """So many calls as a user, in a controller made for them; `tick` is told how many are made."""
+    with _controller(binary) as world:
+        result = Campaign(world, user, tick).run(seed, count)
+        world.let_service_end()
+        result.violations += sanitizers.reports(world.output)
+        output = world.output.read_text(errors="replace")
+        result.violations += [f"the service wrote: {output[:500]}"] if output else []
+    return result

@@ -1,0 +1,1 @@
+"""Updates while many clients read, call and signal at the same time."""

@@ -1,0 +1,129 @@
+"""The command: updates under readers, under a storm of calls, and under everything at once."""
+
+from __future__ import annotations
+
+import argparse
+import sys
+import time
+from collections.abc import Callable, Iterator
+from contextlib import contextmanager
+from pathlib import Path
+from typing import Any
+
+from jobs import update_each
+from reliability import sanitizers
+from reliability.resources import Resources
+from reliability.table import Findings
+from rich.console import Console
+from tavrinsim.setting import Setting
+from tavrinsim.world import BINARY, World
+
+from .comparison import compare
+from .crowd import CALLERS, Crowd
+from .mixed import mix, storm
+from .readers import CLIENTS, LONGEST_MS, P99_MS, Waits
+
+Act = Callable[[World, argparse.Namespace, Findings], None]
+
+
+def main() -> int:
+    """Runs the three acts and says what came of them."""
+    options = _options()
+    console = Console()
+    findings = Findings("Load")
+    begin = time.monotonic()
+    acts: tuple[Act, ...] = (_under_readers, _under_a_storm, _under_everything)
+    for act in acts:
+        with console.status(act.__doc__ or ""), _controller(options.binary, findings) as world:
+            act(world, options, findings)
+    findings.figures["minutes"] = (time.monotonic() - begin) / 60
+    return findings.finish(console, options.binary.resolve().parent / "load.json")
+
+
+def _options() -> argparse.Namespace:
+    parser = argparse.ArgumentParser(prog="tools/load")
+    parser.add_argument("--updates", type=int, default=20)
+    parser.add_argument("--readers", type=int, default=CLIENTS)
+    parser.add_argument("--callers", type=int, default=CALLERS)
+    parser.add_argument("--binary", type=Path, default=BINARY)
+    return parser.parse_args()
+
+
+def _under_readers(world: World, options: argparse.Namespace, findings: Findings) -> None:
+    """Updates of each kind, alone and while everything is read."""
+    done = compare(world, options.readers)
+    findings.figures |= {
+        "steps of three updates, alone": len(done.alone),
+        f"the same under {options.readers} readers": len(done.loaded),
+        **_waits("readers", done.waits),
+    }
+    findings.violations += done.violations()
+
+
+def _under_a_storm(world: World, options: argparse.Namespace, findings: Findings) -> None:
+    """Updates under a storm of calls."""
+    crowd = _settled_crowd(world, options)
+    before = _resources(world)
+    storm(world, crowd, options.updates)
+    accepted = len(crowd.accepted())
+    findings.figures |= {
+        f"storm of {options.callers} callers: calls": len(crowd.calls),
+        "storm: became jobs": accepted,
+        "storm: refused": len(crowd.calls) - accepted,
+    }
+    findings.violations += crowd.violations() + _resources(world).grown_since(before)
+
+
+def _under_everything(world: World, options: argparse.Namespace, findings: Findings) -> None:
+    """Updates, storms, registrations, signals, reads and writes at the same time."""
+    crowd = _settled_crowd(world, options)
+    before = _resources(world)
+    mixture = mix(world, crowd, options.updates)
+    findings.figures |= {
+        "everything at once: calls": mixture.calls,
+        "everything at once: became jobs": mixture.updates,
+        "everything at once: registration passes": mixture.passes,
+        "everything at once: signals": mixture.signals,
+        "everything at once: writes": mixture.writes,
+        **_waits("everything at once", mixture.waits),
+    }
+    findings.violations += mixture.violations + _resources(world).grown_since(before)
+
+
+def _settled_crowd(world: World, options: argparse.Namespace) -> Crowd:
+    """The callers, when each CPLD has been updated once and has registered."""
+    world.board.faults.programming(percents=[0, 50, 100], step_delay_ms=0)
+    update_each(world)
+    world.wait_registered()
+    world.trace.forget()
+    return Crowd(world, options.callers)
+
+
+def _resources(world: World) -> Resources:
+    assert world.service is not None
+    return Resources.of(world.service.pid)
+
+
+def _waits(title: str, waits: Waits) -> dict[str, Any]:
+    return {
+        f"{title}: reads": waits.calls,
+        f"{title}: failed reads": waits.failures,
+        f"{title}: median wait, ms": waits.median,
+        f"{title}: 99 % waited at most, ms (allowed: {P99_MS})": waits.p99,
+        f"{title}: longest wait, ms (allowed: {LONGEST_MS})": waits.longest,
+    }
+
+
+@contextmanager
+def _controller(binary: Path, findings: Findings) -> Iterator[World]:
+    """A running service; a sanitizer's reports about it are violations."""
+    with World(binary, Setting(monitored=False)) as world:
+        world.start()
+        world.wait_published()
+        yield world
+        world.let_service_end()
+        findings.violations += sanitizers.reports(world.output)
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,83 @@
+"""The command: many services side by side, each with its share of the updates."""
+
+from __future__ import annotations
+
+import argparse
+import sys
+import threading
+import time
+from concurrent.futures import ThreadPoolExecutor
+from pathlib import Path
+
+from rich.console import Console
+from rich.progress import BarColumn, MofNCompleteColumn, Progress, TimeRemainingColumn
+from reliability.table import Findings
+from tavrinsim.world import BINARY
+
+from .day import MINUTES, REGISTRATIONS
+from .life import EARLY, TOLERATED_KIB, Life, live
+
+
+def main() -> int:
+    """Runs the lives and says what came of them."""
+    options = _options()
+    begin = time.monotonic()
+    lives = _lives(options)
+    findings = _findings(lives, time.monotonic() - begin)
+    return findings.finish(Console(), options.binary.resolve().parent / "soak.json")
+
+
+def _options() -> argparse.Namespace:
+    parser = argparse.ArgumentParser(prog="tools/soak")
+    parser.add_argument("--updates", type=int, default=2000)
+    parser.add_argument("--worlds", type=int, default=16)
+    parser.add_argument("--no-day", dest="day", action="store_false")
+    parser.add_argument("--binary", type=Path, default=BINARY)
+    options = parser.parse_args()
+    if options.updates < options.worlds * (EARLY + 1):
+        parser.error(f"each of the {options.worlds} controllers needs {EARLY + 1} updates")
+    return options
+
+
+def _lives(options: argparse.Namespace) -> list[Life]:
+    shares = [
+        options.updates // options.worlds + (number < options.updates % options.worlds)
+        for number in range(options.worlds)
+    ]
+    columns = (BarColumn(), MofNCompleteColumn(), "updates", TimeRemainingColumn())
+    with Progress(*columns) as progress, ThreadPoolExecutor(options.worlds) as pool:
+        bar = progress.add_task("", total=options.updates)
+        lock = threading.Lock()
+
+        def tick() -> None:
+            with lock:
+                progress.advance(bar)
+
+        runs = [pool.submit(live, options.binary, share, options.day, tick) for share in shares]
+        return [run.result() for run in runs]
+
+
+def _findings(lives: list[Life], seconds: float) -> Findings:
+    grown = sorted(life.grown_kib for life in lives)
+    figures = {
+        "controllers side by side": len(lives),
+        "updates": sum(life.updates for life in lives),
+        "days of signals": sum(life.passes > 0 for life in lives),
+        "power-state changes": sum(MINUTES for life in lives if life.passes),
+        "registrations asked for": sum(REGISTRATIONS for life in lives if life.passes),
+        f"private memory after update {EARLY}, KiB": max(life.early_kib for life in lives),
+        "private memory at the end, KiB": max(life.late_kib for life in lives),
+        "growth, median, KiB": grown[len(grown) // 2],
+        f"growth, largest, KiB (tolerated: {TOLERATED_KIB})": grown[-1],
+        "minutes": seconds / 60,
+    }
+    violations = [
+        f"controller {number}: {violation}"
+        for number, life in enumerate(lives, start=1)
+        for violation in life.violations
+    ]
+    return Findings("Soak", figures, violations)
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,150 @@
+"""One service's long life on one controller: update after update, signals in between."""
+
+from __future__ import annotations
+
+from collections.abc import Callable, Iterator
+from contextlib import contextmanager, suppress
+from dataclasses import dataclass, field
+from pathlib import Path
+
+from jobs import threads, wait_until
+from reliability import sanitizers
+from reliability.resources import Resources
+from tavrinsim import names
+from tavrinsim.job import IN_PROGRESS, SUCCEEDED, Job
+from tavrinsim.setting import Setting
+from tavrinsim.world import World
+
+from .day import REGISTRATIONS, Day
+
+# The service is as it will be for good when it has done this many updates: its threads' memory
+# pools exist, its buffers have their size.
+EARLY = 10
+
+# How much private memory may have come after that, whatever the number of updates. Not zero: the
+# workers' lives begin and end at other moments each time, so that the C library's pools go on filling
+# up for a while: by 250 to 300 KiB within 2000 updates, and by nothing in the thousands after them.
+TOLERATED_KIB = 512
+
+REPORTS = [(IN_PROGRESS, 0), (IN_PROGRESS, 100), (SUCCEEDED, 100)]
+
+# Trace lines of as many updates are kept.
+REMEMBERED = 50
+
+
+@dataclass
+class Life:
+    """What is known of a service that has come to its end."""
+
+    updates: int = 0
+    passes: int = 0
+    early_kib: int = 0
+    late_kib: int = 0
+    violations: list[str] = field(default_factory=list)
+
+    @property
+    def grown_kib(self) -> int:
+        """Private memory that came after the first updates."""
+        return self.late_kib - self.early_kib
+
+
+def live(
+    binary: Path, updates: int, with_day: bool, tick: Callable[[], None] = lambda: None
+) -> Life:
+    """Runs a service through its updates; `tick` is called after each of them."""
+    life = Life()
+    with _controller(binary) as world:
+        _Run(world, life, updates, with_day).run(tick)
+        output = world.output.read_text(errors="replace")
+        world.let_service_end()
+        life.violations += sanitizers.reports(world.output)
+        if output:
+            life.violations.append(f"the service wrote: {output[:500]}")
+    return life
+
+
+@contextmanager
+def _controller(binary: Path) -> Iterator[World]:
+    """A running service whose programming library needs no time."""
+    with World(binary, Setting(monitored=False)) as world:
+        world.board.faults.programming(percents=[100], step_delay_ms=0)
+        world.start()
+        world.wait_published()
+        yield world
+
+
+class _Run:
+    def __init__(self, world: World, life: Life, updates: int, with_day: bool) -> None:
+        self._world = world
+        self._life = life
+        self._updates = updates
+        self._day = Day(world, updates) if with_day else None
+        self._devices = world.board.devices
+        self._payloads = {
+            (kind, version): world.payload(kind, version)
+            for kind in names.KINDS
+            for version in ("2.0.0", "3.1.2")
+        }
+        assert world.service is not None
+        self._pid = world.service.pid
+        self._idle = threads(world)
+
+    def run(self, tick: Callable[[], None]) -> None:
+        early = self._resources()
+        for number in range(self._updates):
+            self._update(number)
+            if number + 1 == EARLY:
+                early = self._resources()
+            if number % REMEMBERED == 0:
+                self._world.trace.forget()
+            tick()
+        self._end(early)
+
+    def _update(self, number: int) -> None:
+        device = self._devices[number % len(self._devices)]
+        version = ("2.0.0", "3.1.2")[number // len(self._devices) % 2]
+        job = self._world.job(device.fqdd, self._payloads[device.kind.name, version])
+        result = self._world.coordinator.update(job)
+        if self._day is not None:
+            self._day.go_on(number + 1)
+        self._world.coordinator.wait_outcome(job.transaction)
+        self._judge(job, result, device.version == version)
+        self._life.updates += 1
+
+    def _judge(self, job: Job, result: int, loaded: bool) -> None:
+        told = self._world.coordinator.reports_of(job.transaction)
+        progress = [(report.status, report.percent) for report in told]
+        if (result, progress, loaded) != (0, REPORTS, True):
+            words = f"result {result}, reports {progress}, version loaded: {loaded}"
+            self._life.violations.append(f"update {job.transaction} of {job.fqdd}: {words}")
+
+    def _end(self, early: Resources) -> None:
+        life, world = self._life, self._world
+        if self._day is not None:
+            expected = len(self._devices) * (1 + REGISTRATIONS)
+            world.coordinator.wait_registered(expected, timeout=120)
+            life.passes = len(world.coordinator.registrations) // len(self._devices)
+            if len(world.coordinator.registrations) != expected:
+                life.violations.append(f"{life.passes} registration passes, not as asked")
+        late = self._resources(early)
+        life.early_kib, life.late_kib = early.private_kib, late.private_kib
+        life.violations += late.grown_since(early)
+        # What a sanitizer remembers of freed memory counts as the process's; it looks for leaks itself.
+        if life.grown_kib > TOLERATED_KIB and not sanitizers.built_into(world.binary):
+            life.violations.append(f"{life.grown_kib} KiB more memory after update {EARLY}")
+
+    def _resources(self, before: Resources | None = None) -> Resources:
+        """What the service holds when nothing is going on, given the time to let go of it."""
+        wait_until(lambda: threads(self._world) <= self._idle, "the worker is gone")
+        if before is not None:
+            self._wait_for_passes(before)
+        return Resources.of(self._pid)
+
+    def _wait_for_passes(self, before: Resources) -> None:
+        """The last pass's connection is closed a moment after its last answer."""
+        with suppress(AssertionError):  # what is left then is told by the caller
+            wait_until(
+                lambda: not Resources.of(self._pid).grown_since(before),
+                "nothing left",
+                timeout=5,
+            )

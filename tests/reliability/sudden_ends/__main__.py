@@ -1,0 +1,98 @@
+"""The command: sudden ends spread over updates of all kinds, and what the next start found."""
+
+from __future__ import annotations
+
+import argparse
+import json
+import sys
+from collections import Counter
+from contextlib import closing
+from pathlib import Path
+
+from reliability.table import Findings
+from rich.console import Console
+from rich.progress import BarColumn, MofNCompleteColumn, Progress, TimeRemainingColumn
+from rich.table import Table
+from tavrinsim.names import KINDS
+from tavrinsim.world import BINARY
+
+from . import points
+from .steps import STEPS
+from .trial import Finding
+from .worlds import Worlds
+
+
+def main() -> int:
+    """Runs the sudden ends and says what came of them."""
+    options = _options()
+    binary = options.binary.resolve()
+    ends = _ends(binary, options)
+    _write(ends, binary.parent / "sudden-ends-points.json")
+    console = Console()
+    console.print(_table(ends))
+    return _summary(ends).finish(console, binary.parent / "sudden-ends.json")
+
+
+def _options() -> argparse.Namespace:
+    parser = argparse.ArgumentParser(prog="tools/sudden-ends")
+    parser.add_argument("--points", type=int)
+    parser.add_argument("--worlds", type=int, default=12)
+    parser.add_argument("--binary", type=Path, default=BINARY)
+    options = parser.parse_args()
+    if options.points is not None and options.points < 2 * len(KINDS):
+        parser.error(f"at least {2 * len(KINDS)} points: the first and the last of each kind")
+    return options
+
+
+def _ends(binary: Path, options: argparse.Namespace) -> list[Finding]:
+    columns = (BarColumn(), MofNCompleteColumn(), "sudden ends", TimeRemainingColumn())
+    with closing(Worlds(binary, options.worlds)) as worlds, Progress(*columns) as progress:
+        effects = worlds.count_effects()
+        chosen = points.every(effects)
+        if options.points is not None:
+            chosen = list(points.spread(effects, options.points // len(KINDS)))
+        bar = progress.add_task("", total=len(chosen))
+        return worlds.run(chosen, lambda: progress.advance(bar))
+
+
+def _table(ends: list[Finding]) -> Table:
+    table = Table("ended in step", *(kind.upper() for kind in KINDS), "left", "next update")
+    for place, step in enumerate(STEPS):
+        here = [finding for finding in ends if finding.step == place]
+        kinds = Counter(finding.point.kind for finding in here)
+        next_updates = Counter(finding.next_update for finding in here)
+        told = "\n".join(f"{count}: {words}" for words, count in next_updates.items())
+        counts = (str(kinds[kind]) for kind in KINDS)
+        table.add_row(step.name, *counts, str(step.leaves), told)
+    return table
+
+
+def _summary(ends: list[Finding]) -> Findings:
+    signals = Counter(finding.point.number.name for finding in ends)
+    violations = [
+        f"{end.point} ({end.call}): {words}" for end in ends for words in end.violations
+    ]
+    figures = {
+        "sudden ends": len(ends),
+        **{f"by {name}": count for name, count in signals.items()},
+        "in the middle of a trim, which empties the log file": sum(e.log_emptied for e in ends),
+    }
+    missed = [f"no service ended in step {name}" for name in _missed(ends)]
+    return Findings("Sudden ends", figures, violations + missed)
+
+
+def _missed(ends: list[Finding]) -> list[str]:
+    """The steps that no service ended in: then too few points were taken."""
+    met = {(finding.point.kind, finding.step) for finding in ends}
+    places = [(kind, place) for kind in KINDS for place in range(len(STEPS))]
+    return [
+        f"'{STEPS[place].name}' of {kind}" for kind, place in places if (kind, place) not in met
+    ]
+
+
+def _write(ends: list[Finding], file: Path) -> None:
+    file.write_text(json.dumps([finding.described() for finding in ends], indent=1) + "\n")
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,97 @@
+"""What an operation was seen to do, faulty or not."""
+
+from __future__ import annotations
+
+import signal
+from contextlib import suppress
+from dataclasses import dataclass, field
+from typing import Any
+
+from tavrinsim.job import Job, Report
+from tavrinsim.service import ServiceError
+from tavrinsim.world import World
+
+Line = dict[str, Any]
+
+BUS_LIBRARY = "libsystemd"
+
+# How long a service that has left the bus takes to end, in seconds, at most.
+END_PATIENCE = 10.0
+
+# The last words of a process that ends by itself, and those before them.
+EXITING = "[main]: Exiting process ..."
+REASONS = (
+    "[main] : I/OException: ",
+    "[main] : DBus Exception: ",
+    "[main] : System Exception: ",
+    "[main] : General Exception: ",
+    "[main]: io.run() exited unexpectedly",
+)
+
+
+@dataclass
+class Course:
+    """An operation that is over. `result` is a method's answer: a number, an error's name, or
+    None where no answer came; `status` the process's exit status where it has ended; `where` the
+    call that the fault struck; `lost_by` a library that was at fault itself then."""
+
+    job: Job | None = None
+    result: int | str | None = None
+    status: int | None = None
+    unsettled: str = ""
+    where: str = ""
+    reports: list[Report] = field(default_factory=list)
+    lines: list[Line] = field(default_factory=list)
+
+    @property
+    def ended(self) -> bool:
+        """Whether the process is gone."""
+        return self.status is not None
+
+    @property
+    def logs(self) -> list[str]:
+        """The platform log."""
+        return [line["text"] for line in self.lines if line["what"] == "log"]
+
+    @property
+    def errors(self) -> list[str]:
+        """The error log."""
+        return [
+            line["text"] for line in self.lines if line["what"] == "log" and line["level"] == 1
+        ]
+
+    @property
+    def accepted(self) -> bool:
+        """Whether a worker has the job, told or not."""
+        return self.result == 0 or any(
+            "Thread created for update" in text for text in self.logs
+        )
+
+    def says(self, *words: str) -> bool:
+        """Whether a log line holds one of these words."""
+        return any(word in text for word in words for text in self.logs)
+
+    def close(self, world: World) -> None:
+        """Collects what the world knows of the operation at its end."""
+        if self.job is not None:
+            self.reports = world.coordinator.reports_of(self.job.transaction)
+        self.lines = list(world.trace.lines())
+        assert world.service is not None
+        if not world.running or EXITING in self.logs or not is_on_bus(world):
+            with suppress(ServiceError):  # then it runs on, and the checks will see it
+                self.status = world.service.wait(END_PATIENCE)
+                self.lines = list(world.trace.lines())
+        if self.status == -signal.SIGABRT and _bus_library_gave_up(world):
+            self.lost_by = BUS_LIBRARY
+
+
+def is_on_bus(world: World) -> bool:
+    """Whether the service has a connection; without one it is about to end."""
+    assert world.service is not None
+    return bool(world.client.connections_of(world.service.pid))
+
+
+def _bus_library_gave_up(world: World) -> bool:
+    """Whether the bus library's last words are that it has found itself in a state it denies."""
+    last = world.output.read_text(errors="replace").rstrip().rpartition("\n")[2]
+    return last.startswith("Assertion ") and " failed at src/libsystemd/" in last

@@ -1,0 +1,68 @@
+"""The service in builds that watch themselves: what they report about it fails a test."""
+
+from __future__ import annotations
+
+import os
+from pathlib import Path
+
+import pytest
+from jobs import run, update_each
+from reliability import sanitizers
+from reliability.bus_fuzz.campaign import campaign
+from reliability.load.crowd import Crowd
+from reliability.load.mixed import mix
+from tavrinsim.setting import Setting
+from tavrinsim.world import World
+
+
+def watched(binary: Path, name: str) -> Path:
+    """The service of the same build folder, watched for "address" or "thread"."""
+    path = binary.parent / "tests" / "watched" / f"tavrinupdate-{name}"
+    if not path.exists():
+        pytest.skip("in this build there is none: all of it is watched, or counted")
+    return path
+
+
+def test_hostile_calls_misuse_no_memory(binary: Path) -> None:
+    if os.geteuid() != 0:
+        pytest.skip("only root may call everything")
+    result = campaign(watched(binary, "address"), "root", seed=2, count=400)
+    assert result.violations == []
+
+
+def test_updates_and_refusals_misuse_no_memory_and_leave_none(binary: Path) -> None:
+    with World(watched(binary, "address")) as world:
+        world.start()
+        world.wait_published()
+        update_each(world)
+        forged = world.payload_of(bytes(4096))
+        assert run(world, "CPLD.IOBay.1", forged).result == 1
+        world.let_service_end()
+        assert sanitizers.reports(world.output) == []
+        assert world.service is not None and world.service.wait() == 0
+
+
+def test_no_threads_race_when_everything_happens_at_once(binary: Path) -> None:
+    with World(watched(binary, "thread"), Setting(monitored=False)) as world:
+        world.board.faults.programming(percents=[0, 100], step_delay_ms=0)
+        world.start()
+        world.wait_published()
+        world.wait_registered()
+        mixture = mix(world, Crowd(world), updates=2)
+        world.let_service_end()
+        assert (mixture.violations, sanitizers.reports(world.output)) == ([], [])
+
+
+@pytest.mark.parametrize(
+    "line",
+    [
+        "==17==ERROR: AddressSanitizer: heap-use-after-free on address 0x6020",
+        "==17==ERROR: LeakSanitizer: detected memory leaks",
+        "WARNING: ThreadSanitizer: data race (pid=17)",
+        "main.cpp:3:5: runtime error: signed integer overflow",
+    ],
+)
+def test_a_report_is_seen_between_other_words(tmp_path: Path, line: str) -> None:
+    output = tmp_path / "output"
+    output.write_text(f"something\n{line}\nmore\n")
+    assert sanitizers.reports(output) == [line]
