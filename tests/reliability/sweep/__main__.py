@@ -19,7 +19,7 @@ from tavrinsim.world import BINARY
 
 from . import catalogue, runner
 from .course import BUS_LIBRARY
-from .operations import LIBCRYPTO, Injection, operations
+from .operations import Injection, operations
 from .runner import Plan
 
 
@@ -122,7 +122,6 @@ def _summary(injections: list[Injection], plan: Plan, seconds: float) -> Finding
         "sweeps": len({(one.operation, one.group, one.fault) for one in injections}),
         "faults injected": len(struck),
         "of these the process ended, and said so": sum(one.ended for one in struck),
-        "of these libcrypto lost memory of its own": _lost(struck, LIBCRYPTO),
         "of these libsystemd failed an assertion of its own": _lost(struck, BUS_LIBRARY),
         "violations": len(violations),
         "minutes": seconds / 60,

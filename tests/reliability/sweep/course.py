@@ -33,13 +33,14 @@ REASONS = (
 class Course:
     """An operation that is over. `result` is a method's answer: a number, an error's name, or
     None where no answer came; `status` the process's exit status where it has ended; `where` the
-    call that the fault struck; `lost_by` a library that was at fault itself then."""
+    call that the fault struck; `lost_by` a library that gave up by itself over it."""
 
     job: Job | None = None
     result: int | str | None = None
     status: int | None = None
     unsettled: str = ""
     where: str = ""
+    lost_by: str = ""
     reports: list[Report] = field(default_factory=list)
     lines: list[Line] = field(default_factory=list)
 

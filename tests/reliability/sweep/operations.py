@@ -30,6 +30,7 @@ class Injection:
     ended: bool
     count: int
     where: str
+    lost_by: str
     violations: tuple[str, ...]
 
     def __str__(self) -> str:
@@ -57,7 +58,9 @@ class Operation(ABC):
         if wrong:
             station.baseline = None  # what is wrong with this service must not show again
         named = (self.name, fault.group, fault.name, number)
-        return Injection(*named, acted, course.ended, count, course.where, wrong)
+        return Injection(
+            *named, acted, course.ended, count, course.where, course.lost_by, wrong
+        )
 
     @abstractmethod
     def prepare(self, station: Station) -> None:
