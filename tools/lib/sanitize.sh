@@ -23,6 +23,7 @@ sanitize() {
                     --leak-check=full --soname-synonyms=somalloc=nouserintercepts
                     --suppressions=$root/tests/unit/memcheck.supp"
             )
+            unit_report=testlog-valgrind # named after the wrapper
             ;;
         *) printf 'no such sanitizer: %s (there are address, thread and memcheck)\n' "$1" >&2 && return 2 ;;
     esac
@@ -30,6 +31,7 @@ sanitize() {
 
 watcher_packages=()
 unit_options=()
+unit_report=testlog
 sim_options=()
 
 build_with() {
