@@ -8,20 +8,42 @@ import pytest
 from reliability import sanitizers
 from reliability.sweep import catalogue, checks
 from reliability.sweep.course import Course
+from reliability.sweep.operations import operations
 from reliability.sweep.runner import Plan, Share, work
+from reliability.sweep.station import Station
 from tavrinsim.job import FAILED, IN_PROGRESS, SUCCEEDED, Report
+
+
+@pytest.fixture
+def plain(binary: Path) -> Path:
+    """The service, where its allocator can be made to fail."""
+    if sanitizers.built_into(binary):
+        pytest.skip("a sanitizer has its own allocator in front of the one that fails")
+    return binary
 
 
 @pytest.mark.parametrize("operation", ["start", "pbb", "flop"])
 def test_after_any_fault_the_service_is_fit_for_the_next_update(
-    binary: Path, operation: str
+    plain: Path, operation: str
 ) -> None:
-    if sanitizers.built_into(binary):
-        pytest.skip("a sanitizer has its own allocator in front of the one that fails")
-    plan = Plan(binary, (operation,), tuple(catalogue.sample()), spread=2)
+    plan = Plan(plain, (operation,), tuple(catalogue.sample()), spread=2)
     injections = list(work(plan, Share(0, 1)))
     assert [(str(one), one.violations) for one in injections if one.violations] == []
     assert {one.group for one in injections if one.acted} == set(catalogue.GROUPS)
+
+
+def test_a_start_whose_memory_ends_while_the_connection_is_made_ends_in_order(
+    plain: Path,
+) -> None:
+    station, start = Station(plain), operations()["start"]
+    try:
+        fault = next(catalogue.memory())
+        struck = [start.strike(station, fault, number) for number in range(28, 38)]
+    finally:
+        station.close()
+    assert [(str(one), one.violations) for one in struck if one.violations] == []
+    assert all(one.acted for one in struck)
+    assert any(one.ended for one in struck)
 
 
 def report(status: int, percent: int) -> Report:
