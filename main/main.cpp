@@ -1,3 +1,4 @@
+#include "auth/libcrypto_setup.hpp"
 #include "log/log.hpp"
 #include "service/component_table.hpp"
 #include "service/tavrinupdate.hpp"
@@ -33,6 +34,9 @@ void handleWaitingSignals(sdbusplus::bus_t& bus)
 
 void run()
 {
+    // First, so that a service that can be seen on the bus can check what it is given.
+    setUpLibcrypto();
+
     boost::asio::io_context io;
     auto connection = std::make_shared<sdbusplus::asio::connection>(io);
     Tavrinupdate service(io, connection, anchorPath);

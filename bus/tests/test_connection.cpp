@@ -1,6 +1,7 @@
 /** @file A connection that an event loop serves. */
 
 #include "component.hpp"
+#include "memory.hpp"
 #include "private_bus.hpp"
 
 #include <sdbusplus/asio/connection.hpp>
@@ -17,6 +18,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <memory>
+#include <new>
 #include <stdexcept>
 
 namespace bus_test
@@ -49,13 +51,18 @@ class Loop : public ::testing::Test
             });
     }
 
-    std::shared_ptr<connection> new_connection()
+    using Native = std::unique_ptr<sd_bus, decltype(&sd_bus_unref)>;
+
+    static Native new_native()
     {
         auto fresh = sdbusplus::bus::new_system();
         fresh.set_should_close(false);
-        const std::unique_ptr<sd_bus, decltype(&sd_bus_unref)> native(fresh.release(),
-                                                                      sd_bus_unref);
-        return std::make_shared<connection>(io, native.get());
+        return Native(fresh.release(), sd_bus_unref);
+    }
+
+    std::shared_ptr<connection> new_connection()
+    {
+        return std::make_shared<connection>(io, new_native().get());
     }
 
     static void send_news(const sdbusplus::bus_t& from)
@@ -135,6 +142,28 @@ TEST_F(Loop, DefaultConnectionIsTheThreadsOwn)
     const connection on_default(io);
     EXPECT_EQ(sdbusplus::bus::new_default().get_unique_name(), on_default.get_unique_name());
     EXPECT_EQ(sdbusplus::bus::new_default_system().get_unique_name(), on_default.get_unique_name());
+}
+
+TEST_F(Loop, WithoutMemoryThereIsNoConnectionAndTheBusIsAsItWas)
+{
+    const auto native = new_native();
+    std::unique_ptr<connection> made;
+    int failures = 0;
+    while (made == nullptr)
+    {
+        try
+        {
+            const WithoutMemory then(failures);
+            made = std::make_unique<connection>(io, native.get());
+        }
+        catch (const std::bad_alloc&)
+        {
+            ++failures;
+            sdbusplus::bus_t bus_as_it_was(native.get());
+            ask_the_bus(bus_as_it_was);
+        }
+    }
+    EXPECT_GT(failures, 0);
 }
 
 TEST_F(Loop, WithoutABusThereIsNoConnection)

@@ -32,9 +32,7 @@ def test_after_any_fault_the_service_is_fit_for_the_next_update(
     assert {one.group for one in injections if one.acted} == set(catalogue.GROUPS)
 
 
-def test_a_start_whose_memory_ends_while_the_connection_is_made_ends_in_order(
-    plain: Path,
-) -> None:
+def test_a_start_whose_memory_ends_while_libcrypto_is_set_up_ends_in_order(plain: Path) -> None:
     station, start = Station(plain), operations()["start"]
     try:
         fault = next(catalogue.memory())
@@ -42,8 +40,19 @@ def test_a_start_whose_memory_ends_while_the_connection_is_made_ends_in_order(
     finally:
         station.close()
     assert [(str(one), one.violations) for one in struck if one.violations] == []
+    assert all("libcrypto" in one.where for one in struck)
+    assert all(one.ended for one in struck)
+
+
+def test_a_first_update_whose_memory_ends_does_not_spoil_the_next(plain: Path) -> None:
+    station, first = Station(plain), operations()["first"]
+    try:
+        fault = next(catalogue.memory())
+        struck = [first.strike(station, fault, number) for number in range(130, 190, 5)]
+    finally:
+        station.close()
+    assert [(str(one), one.violations) for one in struck if one.violations] == []
     assert all(one.acted for one in struck)
-    assert any(one.ended for one in struck)
 
 
 def report(status: int, percent: int) -> Report:

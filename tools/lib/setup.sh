@@ -14,7 +14,7 @@ run_packages=(
     bubblewrap proot dbus dbus-tests systemd
     python3-cryptography python3-dbus-next python3-pytest python3-pytest-xdist python3-rich
 )
-lint_packages=(clang-format clang-tidy git)
+lint_packages=(clang-format clang-tidy git jq)
 
 say() { printf '\n== %s\n' "$*"; }
 

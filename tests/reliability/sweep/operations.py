@@ -43,6 +43,10 @@ class Operation(ABC):
 
     name: str
 
+    def concerns(self, fault: Fault) -> bool:
+        """Whether this operation is struck by such a fault."""
+        return True
+
     def strike(self, station: Station, fault: Fault, number: int) -> Injection:
         """The operation with the fault at its `number`-th event (0: without), then the checks."""
         self.prepare(station)
@@ -98,17 +102,20 @@ class Update(Operation):
         self, station: Station, course: Course, fault: Fault, number: int
     ) -> Iterator[str]:
         """See `Operation.check`."""
-        yield from checks.of_process(course)
-        yield from checks.of_reports(course)
-        yield from checks.of_port(course, station, self._kind)
-        if fault.group != "files":  # there, what is written is the fault's own business
-            yield from checks.of_log_file(station)
+        yield from self._of_job(station, course, fault)
         if not station.world.running:
             bring_to_rest(station)
         yield from checks.of_holdings(station)
         yield from self._after_next_update(station)
         if station.calls.blocks > station.blocks and self._grows(station, fault, number):
             yield f"it holds more memory each time, {REPETITIONS} times"
+
+    def _of_job(self, station: Station, course: Course, fault: Fault) -> Iterator[str]:
+        yield from checks.of_process(course)
+        yield from checks.of_reports(course)
+        yield from checks.of_port(course, station, self._kind)
+        if fault.group != "files":  # there, what is written is the fault's own business
+            yield from checks.of_log_file(station)
 
     def _after_next_update(self, station: Station) -> Iterator[str]:
         station.world.trace.forget()
@@ -128,6 +135,37 @@ class Update(Operation):
             if station.calls.blocks <= station.blocks:
                 return False
         return True
+
+
+class FirstUpdate(Update):
+    """The first update of a process, in which libraries set up what they keep for all others."""
+
+    def __init__(self) -> None:
+        super().__init__("flop")
+        self.name = "first"
+        self._held: Resources | None = None
+
+    def concerns(self, fault: Fault) -> bool:
+        """Any other fault strikes it as it strikes a later update."""
+        return fault.group == "memory"
+
+    def prepare(self, station: Station) -> None:
+        """See `Operation.prepare`."""
+        if self._held is None:
+            bring_to_rest(station)
+            self._held = station.baseline
+        station.start()
+        station.finish(station.settle_start())
+
+    def check(
+        self, station: Station, course: Course, fault: Fault, number: int
+    ) -> Iterator[str]:
+        """See `Operation.check`."""
+        yield from self._of_job(station, course, fault)
+        if station.world.running:
+            station.baseline = self._held
+            yield from self._after_next_update(station)
+            station.baseline = None
 
 
 class Start(Operation):
@@ -182,7 +220,7 @@ class Start(Operation):
 
 def operations() -> dict[str, Operation]:
     """All of them by name."""
-    return {one.name: one for one in (Start(), *map(Update, VERSIONS))}
+    return {one.name: one for one in (Start(), FirstUpdate(), *map(Update, VERSIONS))}
 
 
 def bring_to_rest(station: Station) -> None:

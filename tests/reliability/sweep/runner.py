@@ -37,10 +37,10 @@ class Plan:
     spread: int | None = None
 
     def sweeps(self) -> Iterator[tuple[Operation, Fault]]:
-        """Every operation with every fault."""
+        """Every operation with every fault that concerns it."""
         known = operations()
-        for name in self.operations:
-            yield from ((known[name], fault) for fault in self.faults)
+        for operation in (known[name] for name in self.operations):
+            yield from ((operation, fault) for fault in self.faults if operation.concerns(fault))
 
 
 @dataclass(frozen=True)

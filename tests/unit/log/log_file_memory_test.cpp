@@ -1,6 +1,6 @@
 #include "log/log_file.hpp"
 
-#include "fakes/memory.hpp"
+#include "../../../bus/tests/memory.hpp"
 #include "service_test.hpp"
 
 namespace
@@ -17,7 +17,7 @@ TEST_F(LogFileMemory, ARecordForWhichThereIsNoneIsLostAndItsWriterGoesOn)
     fakes::write(place, "before\n");
     const std::string message(500, 'm');
     {
-        const fakes::WithoutMemory now;
+        const bus_test::WithoutMemory now;
         addlog(message.c_str());
     }
     EXPECT_EQ(fakes::contentOf(place), "before\n");
@@ -31,7 +31,7 @@ TEST_F(LogFileMemory, ATrimForWhichThereIsNoneLeavesTheFileToTheNext)
     const std::string old(5000, 'o');
     fakes::write(place, old);
     {
-        const fakes::WithoutMemory now;
+        const bus_test::WithoutMemory now;
         delete_old_log();
     }
     EXPECT_EQ(fakes::contentOf(place), old);
@@ -49,7 +49,7 @@ TEST_F(LogFileMemory, ATrimThatRunsOutOfItAnywhereLosesNothingOfTheFile)
     {
         fakes::write(place, old);
         {
-            const fakes::WithoutMemory then(allocations);
+            const bus_test::WithoutMemory then(allocations);
             delete_old_log();
         }
         content = fakes::contentOf(place);

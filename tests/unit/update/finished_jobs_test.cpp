@@ -1,11 +1,14 @@
 #include "update/finished_jobs.hpp"
 
+#include "../../../bus/tests/memory.hpp"
+#include "fakes/journal.hpp"
 #include "fakes/next_symbol.hpp"
 
 #include <gtest/gtest.h>
 #include <poll.h>
 
 #include <cerrno>
+#include <new>
 #include <system_error>
 #include <thread>
 
@@ -98,6 +101,29 @@ TEST(FinishedJobs, SayWhenThereIsNoDescriptorLeft)
     }
     noDescriptorLeft = false;
     EXPECT_EQ(reason, "eventfd: Too many open files");
+}
+
+TEST(FinishedJobsWatch, ForWhichThereIsNoMemoryClosesItsDescriptorOnce)
+{
+    boost::asio::io_context io;
+    std::unique_ptr<FinishedJobsWatch> watch;
+    fakes::clearJournal();
+    int failures = 0;
+    while (watch == nullptr)
+    {
+        try
+        {
+            const bus_test::WithoutMemory then(failures);
+            watch = std::make_unique<FinishedJobsWatch>(io, [](const std::string&) {});
+        }
+        catch (const std::bad_alloc&)
+        {
+            ++failures;
+        }
+    }
+    EXPECT_GT(failures, 0);
+    watch.reset();
+    EXPECT_EQ(fakes::journal(), fakes::Lines{});
 }
 
 class FinishedJobsOnTheLoop : public testing::Test

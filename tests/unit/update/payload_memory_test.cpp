@@ -1,4 +1,4 @@
-#include "fakes/memory.hpp"
+#include "../../../bus/tests/memory.hpp"
 #include "service_test.hpp"
 #include "update/payload_choice.hpp"
 
@@ -22,7 +22,7 @@ TEST_F(PayloadMemory, ASearchThatRunsOutOfItAnywhereThrows)
     {
         try
         {
-            const fakes::WithoutMemory then(failures);
+            const bus_test::WithoutMemory then(failures);
             found = findPayload(folder);
         }
         catch (const std::bad_alloc&)

@@ -1,6 +1,6 @@
 #pragma once
 
-namespace fakes
+namespace bus_test
 {
 
 /**
@@ -18,4 +18,4 @@ class WithoutMemory
     WithoutMemory& operator=(WithoutMemory&&) = delete;
 };
 
-} // namespace fakes
+} // namespace bus_test

@@ -1,4 +1,4 @@
-#include "fakes/memory.hpp"
+#include "memory.hpp"
 
 #include <cstdlib>
 #include <new>
@@ -23,7 +23,7 @@ bool isExhausted()
 
 } // namespace
 
-namespace fakes
+namespace bus_test
 {
 
 WithoutMemory::WithoutMemory(int allocations)
@@ -36,7 +36,7 @@ WithoutMemory::~WithoutMemory()
     allocationsLeft = unlimited;
 }
 
-} // namespace fakes
+} // namespace bus_test
 
 // The C++ library's own allocations come here as well; it must see it, hence the visibility.
 __attribute__((visibility("default"))) void* operator new(std::size_t size)
