@@ -1,7 +1,6 @@
-#include "auth/libcrypto_setup.hpp"
-
 #include "auth/openssl_handles.hpp"
 #include "auth/signature.hpp"
+#include "service/tavrinupdate.hpp"
 
 #include <openssl/pem.h>
 #include <openssl/x509.h>
@@ -70,7 +69,7 @@ bool verifiesKnownSignature()
 
 } // namespace
 
-void setUpLibcrypto()
+void Tavrinupdate::setUpLibcrypto()
 {
     // libcrypto's own record of its errors may be what there is no memory for; malloc's word stays.
     errno = 0;

@@ -1,4 +1,3 @@
-#include "auth/libcrypto_setup.hpp"
 #include "log/log.hpp"
 #include "service/component_table.hpp"
 #include "service/tavrinupdate.hpp"
@@ -35,7 +34,7 @@ void handleWaitingSignals(sdbusplus::bus_t& bus)
 void run()
 {
     // First, so that a service that can be seen on the bus can check what it is given.
-    setUpLibcrypto();
+    Tavrinupdate::setUpLibcrypto();
 
     boost::asio::io_context io;
     auto connection = std::make_shared<sdbusplus::asio::connection>(io);
@@ -55,7 +54,7 @@ void run()
 
 } // namespace
 
-// A supervisor restarts the service whatever its status, which is 0 in every case.
+// A supervisor restarts the service whatever its status, which is 0 whenever it ends by itself.
 int main()
 {
     try

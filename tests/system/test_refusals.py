@@ -40,7 +40,9 @@ def test_an_unknown_component_number_is_refused(shared_service: World, fqdd: str
 
 
 @pytest.mark.parametrize("count", [0, 1])
-def test_a_device_that_the_platform_lists_no_more_is_refused(service: World, count: int) -> None:
+def test_a_device_that_the_platform_lists_no_more_is_refused(
+    service: World, count: int
+) -> None:
     service.board.faults.parser(PBB, count=count)
     break_library(service)
     first = run(service, "PBBCPLD.Embedded.1", service.payload("pbb", "2.3.4"))

@@ -14,7 +14,9 @@ from tavrinsim.keys import HasPublicKey, KeyName, new_key
 from tavrinsim.names import KINDS
 from tavrinsim.world import World
 
-NOT_VERIFIED = "[TavrinUpdateStart] : Unable to start update. Failed to verify Payload signature"
+NOT_VERIFIED = (
+    "[TavrinUpdateStart] : Unable to start update. Failed to verify Payload signature"
+)
 NO_DER = "E [verifySignature] : Error in converting PEM public key to DER format\n"
 BAD_SIGNATURE = "E [verifySignature] : Error in signature verification\n"
 BAD_SIZE = "E [verifySignature] : Error in getting file size\n"
@@ -63,7 +65,9 @@ def refusal(
 
 
 @pytest.mark.parametrize("kind", KINDS)
-def test_the_header_chooses_one_of_the_keys_of_the_component(checking: World, kind: str) -> None:
+def test_the_header_chooses_one_of_the_keys_of_the_component(
+    checking: World, kind: str
+) -> None:
     for revision in ("default", "xrev", "arev"):
         done = offer(checking, checking.signed(kind, "2.3.4", revision), kind)
         assert accepted(checking, done, kind, revision), done.steps

@@ -4,7 +4,7 @@
 usage: count-results.py REPORT:STATUS...
 
 REPORT is a run's JUnit report, STATUS its exit status. A run that failed without a failed test in
-its report (a crash, a report that was never written) counts as one failure.
+its report (a crash), or that reported no test at all, counts as one failure.
 """
 
 import pathlib
@@ -14,9 +14,9 @@ from collections import Counter
 
 
 def count(report: pathlib.Path) -> Counter[str]:
-    """Number of test cases by how they ended."""
+    """Number of test cases by how they ended; none where the run wrote no report."""
     ends: Counter[str] = Counter()
-    if report.exists():
+    if report.exists() and report.stat().st_size > 0:
         for case in ElementTree.parse(report).iter("testcase"):
             if case.find("failure") is not None or case.find("error") is not None:
                 ends["failed"] += 1
@@ -32,7 +32,10 @@ def main() -> int:
     for run in sys.argv[1:]:
         name, _, status = run.rpartition(":")
         ends = count(pathlib.Path(name))
-        if status != "0" and not ends["failed"]:
+        if not ends:
+            print(f"{name}: the run ended with status {status} and reported no test")
+            ends["failed"] += 1
+        elif status != "0" and not ends["failed"]:
             print(f"{name}: the run ended with status {status}, but no test in it failed")
             ends["failed"] += 1
         total += ends

@@ -11,6 +11,7 @@ from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 from typing import Any
 
+from reliability import sanitizers
 from reliability.table import Findings
 from rich.console import Console
 from rich.progress import BarColumn, MofNCompleteColumn, Progress, TextColumn
@@ -26,9 +27,10 @@ def main() -> int:
     options = _options()
     begin = time.monotonic()
     results = _results(options)
+    counted = not sanitizers.built_into(options.binary)
     findings = Findings(f"Bus fuzzer, seed {options.seed}")
     for user, result in results.items():
-        findings.figures |= _figures(user, result)
+        findings.figures |= _figures(user, result, counted)
         findings.violations += [f"{user}: {violation}" for violation in result.violations]
     findings.figures["minutes"] = (time.monotonic() - begin) / 60
     return findings.finish(Console(), options.binary.resolve().parent / "bus-fuzz.json")
@@ -62,7 +64,7 @@ def _ticker(progress: Progress, user: str, count: int) -> Callable[[int], None]:
     return lambda done: progress.update(bar, completed=done)
 
 
-def _figures(user: str, result: Result) -> dict[str, Any]:
+def _figures(user: str, result: Result, counted: bool) -> dict[str, Any]:
     answers = result.answers
     kinds = {name.rpartition(".")[2]: count for name, count in answers["kinds"].items()}
     shape = f"{answers['paths']}, {answers['methods']}, {answers['properties']}"
@@ -74,6 +76,9 @@ def _figures(user: str, result: Result) -> dict[str, Any]:
         "jobs that succeeded": result.jobs,
         f"memory grown, KiB (tolerated: {TOLERATED_KIB})": result.grown_kib,
     }
+    if counted:
+        figures["blocks of memory more (tolerated: 0)"] = result.more_blocks
+        figures["bytes in blocks more"] = result.more_bytes
     return {f"{user}: {name}": value for name, value in figures.items()}
 
 

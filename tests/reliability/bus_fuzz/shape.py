@@ -29,6 +29,11 @@ class Property:
     signature: str
     writable: bool
 
+    @property
+    def writable_text(self) -> bool:
+        """Whether it is a text that takes another one's place, of any length."""
+        return self.writable and self.signature == "s"
+
 
 @dataclass
 class Shape:

@@ -2,15 +2,9 @@
 
 The service reads and answers on one thread, so a reader waits for as long as that thread is
 kept busy by somebody else. In a healthy controller that is the other readers' answers, and
-a job's way to its worker: the check of the payload and the transfers that open the port. What may
-take longer is what the service has to wait for itself there:
-
-    report that a job has started, or was refused      until the coordinator answers, 25 s at most
-    identity of the platform, before a FLOP's port     until the platform answers, 25 s at most, twice
-    transfer that fails                                10 ms: two pauses between three attempts
-    hold line that cannot be written, at a power-on    100 ms: two attempts, each followed by a pause
-
-No wait of a worker (programming, its pauses of 1 s and 0.5 s, its reports) is among them.
+a job's way to its worker: the check of the payload and the transfers that open the port.
+docs/reliability.md has the waits that may take longer; none of a worker's (programming, its pauses
+of 1 s and 0.5 s, its reports) is among them.
 """
 
 from __future__ import annotations

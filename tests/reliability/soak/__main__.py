@@ -11,6 +11,7 @@ from pathlib import Path
 
 from rich.console import Console
 from rich.progress import BarColumn, MofNCompleteColumn, Progress, TimeRemainingColumn
+from reliability import sanitizers
 from reliability.table import Findings
 from tavrinsim.world import BINARY
 
@@ -23,7 +24,7 @@ def main() -> int:
     options = _options()
     begin = time.monotonic()
     lives = _lives(options)
-    findings = _findings(lives, time.monotonic() - begin)
+    findings = _findings(options.binary, lives, time.monotonic() - begin)
     return findings.finish(Console(), options.binary.resolve().parent / "soak.json")
 
 
@@ -57,7 +58,7 @@ def _lives(options: argparse.Namespace) -> list[Life]:
         return [run.result() for run in runs]
 
 
-def _findings(lives: list[Life], seconds: float) -> Findings:
+def _findings(binary: Path, lives: list[Life], seconds: float) -> Findings:
     grown = sorted(life.grown_kib for life in lives)
     figures = {
         "controllers side by side": len(lives),
@@ -71,6 +72,15 @@ def _findings(lives: list[Life], seconds: float) -> Findings:
         f"growth, largest, KiB (tolerated: {TOLERATED_KIB})": grown[-1],
         "minutes": seconds / 60,
     }
+    if not sanitizers.built_into(binary):
+        figures |= {
+            "blocks of memory more, at most (tolerated: 0)": max(
+                life.more_blocks for life in lives
+            ),
+            "bytes in blocks more, at most (tolerated: 0)": max(
+                life.more_bytes for life in lives
+            ),
+        }
     violations = [
         f"controller {number}: {violation}"
         for number, life in enumerate(lives, start=1)

@@ -23,6 +23,7 @@ class Day:
         self._world = world
         self._updates = updates
         self._minute = 0
+        self.wishes = 0  # for registration, sent so far
 
     def go_on(self, done: int) -> None:
         """Sends what belongs to the time until `done` of the updates are done."""
@@ -31,4 +32,5 @@ class Day:
             self._world.host_state.change(STATES[minute % len(STATES)])
             if minute % MINUTES_BETWEEN_REGISTRATIONS == 0:
                 self._world.coordinator.ask_for_registrations()
+                self.wishes += 1
         self._minute = until

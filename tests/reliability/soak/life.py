@@ -9,21 +9,22 @@ from pathlib import Path
 
 from jobs import threads, wait_until
 from reliability import sanitizers
+from reliability.held_memory import HeldMemory, Look
 from reliability.resources import Resources
 from tavrinsim import names
 from tavrinsim.job import IN_PROGRESS, SUCCEEDED, Job
 from tavrinsim.setting import Setting
 from tavrinsim.world import World
 
-from .day import REGISTRATIONS, Day
+from .day import Day
 
 # The service is as it will be for good when it has done this many updates: its threads' memory
 # pools exist, its buffers have their size.
 EARLY = 10
 
-# How much private memory may have come after that, whatever the number of updates. Not zero: the
-# workers' lives begin and end at other moments each time, so that the C library's pools go on filling
-# up for a while: by 250 to 300 KiB within 2000 updates, and by nothing in the thousands after them.
+# How much private memory may have come after that, whatever the number of updates, although no block
+# has. Not zero: the workers' lives begin and end at other moments each time, so that the C library
+# puts what is in use to other places, some of it alone in a page.
 TOLERATED_KIB = 512
 
 REPORTS = [(IN_PROGRESS, 0), (IN_PROGRESS, 100), (SUCCEEDED, 100)]
@@ -40,6 +41,8 @@ class Life:
     passes: int = 0
     early_kib: int = 0
     late_kib: int = 0
+    more_blocks: int = 0
+    more_bytes: int = 0
     violations: list[str] = field(default_factory=list)
 
     @property
@@ -53,8 +56,8 @@ def live(
 ) -> Life:
     """Runs a service through its updates; `tick` is called after each of them."""
     life = Life()
-    with _controller(binary) as world:
-        _Run(world, life, updates, with_day).run(tick)
+    with _controller(binary) as (world, memory):
+        _Run(world, memory, life, updates, with_day).run(tick)
         output = world.output.read_text(errors="replace")
         world.let_service_end()
         life.violations += sanitizers.reports(world.output)
@@ -64,18 +67,22 @@ def live(
 
 
 @contextmanager
-def _controller(binary: Path) -> Iterator[World]:
+def _controller(binary: Path) -> Iterator[tuple[World, HeldMemory]]:
     """A running service whose programming library needs no time."""
     with World(binary, Setting(monitored=False)) as world:
         world.board.faults.programming(percents=[100], step_delay_ms=0)
-        world.start()
+        memory = HeldMemory(world)
+        memory.start_service()
         world.wait_published()
-        yield world
+        yield world, memory
 
 
 class _Run:
-    def __init__(self, world: World, life: Life, updates: int, with_day: bool) -> None:
+    def __init__(
+        self, world: World, memory: HeldMemory, life: Life, updates: int, with_day: bool
+    ) -> None:
         self._world = world
+        self._memory = memory
         self._life = life
         self._updates = updates
         self._day = Day(world, updates) if with_day else None
@@ -90,14 +97,15 @@ class _Run:
         self._idle = threads(world)
 
     def run(self, tick: Callable[[], None]) -> None:
-        early = self._resources()
+        early = None
         for number in range(self._updates):
             self._update(number)
             if number + 1 == EARLY:
-                early = self._resources()
+                early = self._look()
             if number % REMEMBERED == 0:
                 self._world.trace.forget()
             tick()
+        assert early is not None, f"a life has more than {EARLY} updates"
         self._end(early)
 
     def _update(self, number: int) -> None:
@@ -118,27 +126,36 @@ class _Run:
             words = f"result {result}, reports {progress}, version loaded: {loaded}"
             self._life.violations.append(f"update {job.transaction} of {job.fqdd}: {words}")
 
-    def _end(self, early: Resources) -> None:
-        life, world = self._life, self._world
+    def _end(self, early: Look) -> None:
+        life = self._life
+        late = self._look(early)
         if self._day is not None:
-            expected = len(self._devices) * (1 + REGISTRATIONS)
-            world.coordinator.wait_registered(expected, timeout=120)
-            life.passes = len(world.coordinator.registrations) // len(self._devices)
-            if len(world.coordinator.registrations) != expected:
-                life.violations.append(f"{life.passes} registration passes, not as asked")
-        late = self._resources(early)
-        life.early_kib, life.late_kib = early.private_kib, late.private_kib
+            life.passes = len(self._world.coordinator.registrations) // len(self._devices)
+        life.early_kib, life.late_kib = early.resources.private_kib, late.resources.private_kib
+        life.more_blocks = late.memory.blocks - early.memory.blocks
+        life.more_bytes = late.memory.size - early.memory.size
         life.violations += late.grown_since(early)
         # What a sanitizer remembers of freed memory counts as the process's; it looks for leaks itself.
-        if life.grown_kib > TOLERATED_KIB and not sanitizers.built_into(world.binary):
+        if life.grown_kib > TOLERATED_KIB and not sanitizers.built_into(self._world.binary):
             life.violations.append(f"{life.grown_kib} KiB more memory after update {EARLY}")
 
-    def _resources(self, before: Resources | None = None) -> Resources:
+    def _look(self, before: Look | None = None) -> Look:
         """What the service holds when nothing is going on, given the time to let go of it."""
         wait_until(lambda: threads(self._world) <= self._idle, "the worker is gone")
+        self._wait_for_registrations()
+        memory = self._memory.at_rest(before.memory if before else None)
         if before is not None:
-            self._wait_for_passes(before)
-        return Resources.of(self._pid)
+            self._wait_for_passes(before.resources)
+        return Look(Resources.of(self._pid), memory)
+
+    def _wait_for_registrations(self) -> None:
+        """All that were asked for, and not one more."""
+        coordinator = self._world.coordinator
+        passes = 1 + (self._day.wishes if self._day is not None else 0)
+        coordinator.wait_registered(len(self._devices) * passes, timeout=120)
+        if len(coordinator.registrations) != len(self._devices) * passes:
+            words = f"{len(coordinator.registrations)} registrations, not {passes} passes"
+            self._life.violations.append(words)
 
     def _wait_for_passes(self, before: Resources) -> None:
         """The last pass's connection is closed a moment after its last answer."""

@@ -17,7 +17,7 @@ from tavrinsim.names import KINDS
 from tavrinsim.world import BINARY
 
 from . import points
-from .steps import STEPS
+from .steps import STEPS, WHOLE
 from .trial import Finding
 from .worlds import Worlds
 
@@ -56,15 +56,23 @@ def _ends(binary: Path, options: argparse.Namespace) -> list[Finding]:
 
 
 def _table(ends: list[Finding]) -> Table:
-    table = Table("ended in step", *(kind.upper() for kind in KINDS), "left", "next update")
+    kinds_told = [kind.upper() for kind in KINDS]
+    table = Table("ended in step", *kinds_told, "left", "last report", "next update")
     for place, step in enumerate(STEPS):
         here = [finding for finding in ends if finding.step == place]
         kinds = Counter(finding.point.kind for finding in here)
         next_updates = Counter(finding.next_update for finding in here)
         told = "\n".join(f"{count}: {words}" for words, count in next_updates.items())
         counts = (str(kinds[kind]) for kind in KINDS)
-        table.add_row(step.name, *counts, str(step.leaves), told)
+        table.add_row(step.name, *counts, str(step.leaves), _last_reports(here), told)
     return table
+
+
+def _last_reports(ends: list[Finding]) -> str:
+    """The earliest and the latest of the last reports that the coordinator got, for a person."""
+    counts = sorted({end.reports for end in ends})
+    told = ["{} with {} %".format(*WHOLE[count - 1]) if count else "none" for count in counts]
+    return ", to ".join(dict.fromkeys([*told[:1], *told[-1:]]))
 
 
 def _summary(ends: list[Finding]) -> Findings:

@@ -1,11 +1,27 @@
-"""The steps of an update, by what a sudden end in each of them leaves behind."""
+"""The steps of an update, by what a sudden end in each of them leaves behind.
+
+The table "After a sudden end" of docs/operation.md has a row for each.
+"""
 
 from __future__ import annotations
 
 from dataclasses import dataclass
 
+from expected import worker
 from tavrinsim.device import Device
+from tavrinsim.job import IN_PROGRESS, SUCCEEDED
 from tavrinsim.trace import Line, Trace
+
+# Status and percentage of each report of a healthy update: its start, the library's progress, its
+# outcome.
+WHOLE = [
+    (IN_PROGRESS, 0),
+    *((IN_PROGRESS, percent) for percent in worker.NORMAL_COURSE),
+    (SUCCEEDED, 100),
+]
+
+# How many of them the coordinator has got: up to the start, to the last percentage, to the outcome.
+STARTED, PROGRAMMED, TOLD = 1, len(WHOLE) - 1, len(WHOLE)
 
 
 @dataclass(frozen=True)
@@ -31,20 +47,38 @@ class Found:
 
 @dataclass(frozen=True)
 class Step:
-    """A part of an update. `begins` is the device's event that opens it."""
+    """A part of an update.
+
+    `begins` is the device's event that opens it, `reports` how many reports the coordinator has
+    got when it ends suddenly: at least, at most.
+    """
 
     name: str
     begins: str | None
     leaves: Found
+    reports: tuple[int, int]
+
+    def fits(self, reports: int) -> bool:
+        """Whether the coordinator may have got so many."""
+        least, most = self.reports
+        return least <= reports <= most
 
 
+# The CPLD takes the image for whole when the library is done with it: after the last percentage.
 STEPS = (
-    Step("check", None, Found(False, "valid", False, False)),
-    Step("port opened", "port-opened", Found(True, "valid", False, False)),
-    Step("programming", "erased", Found(True, "interrupted", False, False)),
-    Step("programmed", "complete", Found(True, "complete", False, False)),
-    Step("port closed", "loaded", Found(False, "valid", True, False)),
-    Step("reported", None, Found(False, "valid", True, True)),
+    Step("check", None, Found(False, "valid", False, False), (0, STARTED)),
+    Step("port opened", "port-opened", Found(True, "valid", False, False), (STARTED, STARTED)),
+    Step(
+        "programming", "erased", Found(True, "interrupted", False, False), (STARTED, PROGRAMMED)
+    ),
+    Step(
+        "programmed",
+        "complete",
+        Found(True, "complete", False, False),
+        (PROGRAMMED, PROGRAMMED),
+    ),
+    Step("port closed", "loaded", Found(False, "valid", True, False), (PROGRAMMED, PROGRAMMED)),
+    Step("reported", None, Found(False, "valid", True, True), (TOLD, TOLD)),
 )
 
 

@@ -8,7 +8,6 @@ from contextlib import suppress
 from dataclasses import dataclass, field
 from pathlib import Path
 
-from expected import worker
 from jobs import Outcome, threads, update, wait_until
 from reliability import log_file, sanitizers
 from tavrinsim import names
@@ -19,20 +18,20 @@ from tavrinsim.world import World
 
 from . import ending
 from .points import Point
-from .steps import STEPS, Found, latest_step, step_of
+from .steps import STEPS, WHOLE, Found, latest_step, step_of
 
 BEFORE, MEANT, NEXT = "1.0.0", "2.3.4", "3.4.5"
-WHOLE = [(4, 0), *((4, percent) for percent in worker.NORMAL_COURSE), (28, 100)]
 
 
 @dataclass
 class Finding:
-    """What came of one sudden end. `step` is a place in STEPS, None where none fits."""
+    """What came of one sudden end. `step` is a place in STEPS, None where none fits; `reports` came before."""
 
     point: Point
     call: str = ""
     step: int | None = None
     found: str = ""
+    reports: int = 0
     log_emptied: bool = False
     next_update: str = ""
     violations: list[str] = field(default_factory=list)
@@ -49,6 +48,7 @@ class Finding:
             "call": self.call,
             "step": None if self.step is None else STEPS[self.step].name,
             "found": self.found,
+            "reports": self.reports,
             "log emptied": self.log_emptied,
             "next update": self.next_update,
             "violations": self.violations,
@@ -133,11 +133,16 @@ class _Trial:
         told = reports == WHOLE
         found = Found.at(self.device, MEANT, told)
         self.finding.found = str(found)
+        self.finding.reports = len(reports)
         self.finding.step = step_of(found)
         # The trace may not yet have what the last effect brought about.
         latest = latest_step(self.world.trace, self.device, mark, told)
         fits = self.finding.step in (latest, latest + 1)
         self.finding.expect(fits, f"after step '{STEPS[latest].name}': {found}")
+        if self.finding.step is not None:
+            step = STEPS[self.finding.step]
+            words = f"ended in step '{step.name}' after {len(reports)} reports"
+            self.finding.expect(step.fits(len(reports)), words)
 
     def _update_again(self) -> None:
         reported = len(self._reports())

@@ -20,10 +20,10 @@ from errno import (
 )
 from typing import Any
 
+from reliability.failing_calls import END, HALF, CallClass, Failure, Scope
 from tavrinsim.answers import Departure, Failure as ErrorReply, Silence
 
 from .answers import AnswerFault
-from .calls import END, HALF, CallClass, Failure, Scope
 from .faults import BoardFault, CallFault, Fault, ProgrammingFault
 
 TRANSFER_ERRORS = (EIO, ENXIO, EREMOTEIO, ETIMEDOUT, EAGAIN)
@@ -31,6 +31,23 @@ FILE_EFFECTS = (ENOENT, EACCES, EIO, ENOSPC, EMFILE, HALF, END)
 BUS_ERRORS = (ENOMEM,)
 SOCKET_EFFECTS = (ECONNREFUSED, ECONNRESET, END)
 SYSTEM_ERRORS = (EAGAIN, EMFILE)
+
+# What a call of the platform's libraries does instead of its work, and where. A parser that counts
+# more devices than it lists is none of them: the service has to abort over it.
+PLATFORM_EFFECTS: tuple[tuple[str, str, dict[str, Any]], ...] = (
+    ("the parser fails", "sysinfo", {"status": 22}),
+    ("no hold line", "hal_config", {"null": True}),
+    (
+        "a callback of the hold line stays",
+        "hal_config",
+        {"interrupt": True, "unregister_status": 3},
+    ),
+    ("the hold line is not written", "hal_write", {"status": -5, "errno": EIO}),
+    ("no versions in the inventory", "sipl_versions", {"status": -4}),
+    ("a version that has changed", "sipl_changed", {"changed": True, "change_value": 7}),
+    ("no memory in the inventory", "sm_alloc", {"null": True}),
+    ("programming throws at once", "programming", {"throw_at_once": True}),
+)
 
 # How long a fault lasts. Three times is what all attempts of one transfer take.
 TIMES = {"once": 1, "three times": 3, "for good": None}
@@ -51,16 +68,9 @@ def i2c() -> Iterator[Fault]:
 
 def platform() -> Iterator[Fault]:
     """The calls of the platform's libraries."""
-    effects: dict[str, dict[str, Any]] = {
-        "sysinfo": {"status": 22},
-        "hal_config": {"null": True},
-        "hal_write": {"status": -5, "errno": EIO},
-        "sipl_versions": {"status": -4},
-        "sm_alloc": {"null": True},
-    }
-    for at, effect in effects.items():
+    for name, at, effect in PLATFORM_EFFECTS:
         for words in ("once", "for good"):
-            yield BoardFault("platform", f"{at} {words}", at, effect, TIMES[words])
+            yield BoardFault("platform", f"{name} {words}", at, effect, TIMES[words])
     yield ProgrammingFault("platform", "programming throws", "throw_at")
     yield ProgrammingFault("platform", "programming ends with codes", "fail_at", (1, 2, 3))
 
@@ -117,7 +127,7 @@ def sample() -> list[Fault]:
     """A fault of each class, for a short run."""
     wanted = {
         "i2c": ("transfer EIO for good",),
-        "platform": ("programming throws", "sysinfo once"),
+        "platform": ("programming throws", "the parser fails once"),
         "system": ("EMFILE once, main thread",),
         "bus": ("ENOMEM once, main thread",),
         "sockets": ("ECONNREFUSED once, main thread",),

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import re
 from collections.abc import Iterator
 
 from reliability.log_file import LIMIT, TRIMMED
@@ -13,19 +14,21 @@ from .station import VERSIONS, Station
 # What a log file holds at least once it was trimmed.
 FULL = LIMIT - TRIMMED
 
-# Words by which the service tells that a report did not get through.
+# Each report begins with the first of these; by the second the service tells that it did not get
+# through, by the third that it was the final one.
+REPORT = "ActivationProgress "
 LOST_REPORT = "[reportUpdateStatus]: Failed to "
-# Words by which it tells that the port may have been left open: it could not be opened wholly, or
-# closing it failed.
-PORT_FAILED = (
-    "Failed to enable HARDIP on",
-    "Failed to disable HARDIP on",
-    "failed to SET ",
-    "[GetPlatformID]: Exception occurred",  # an old FLOP's port is at another place then
-)
+FINAL_REPORT = re.compile(r" status (18|28), ")
 
-
+# Each opening and each closing of a port begins with these.
 PORT_FUNCTION = "[enable_disable_programingNode_for_"
+ENTERING = "] : Entering\n"
+# Words by which the service tells that a port could not be opened wholly; then nobody closes it.
+NOT_OPENED = "Failed to enable HARDIP on"
+# Words by which it tells, while it closes a port, that it may be open still.
+NOT_CLOSED = ("Failed to disable HARDIP on", "failed to SET ", "] : Exception: ")
+# The port of a FLOP with old firmware is sought at another place then.
+NOT_FOUND = "[GetPlatformID]: Exception occurred"
 
 
 def of_process(course: Course) -> Iterator[str]:
@@ -52,15 +55,17 @@ def of_reports(course: Course) -> Iterator[str]:
         yield f"{len(finals)} final reports: {_progress(course)}"
     if finals and finals[0] != len(course.reports) - 1:
         yield f"reports after the final one: {_progress(course)}"
-    lost = course.ended or course.says(LOST_REPORT)
+    lost = course.ended or _final_report_was_lost(course.logs)
     if course.accepted and not finals and not lost:
         yield f"an accepted job without a final report: {_progress(course)}"
 
 
 def of_port(course: Course, station: Station, kind: str) -> Iterator[str]:
     """It is closed, unless the service told that it could not be."""
-    told = course.ended or course.says(*PORT_FAILED) or _threw_in_closing(course)
-    if station.world.board.device(kind).port_open and not told:
+    words = (*NOT_CLOSED, NOT_FOUND) if kind == "flop" else NOT_CLOSED
+    told = _says(course.logs, NOT_OPENED) or _says(_closing(course.logs), *words)
+    # A process that has ended leaves what it had begun; the next update closes the port.
+    if not course.ended and station.world.board.device(kind).port_open and not told:
         yield "the programming port is open"
 
 
@@ -98,11 +103,26 @@ def of_holdings(station: Station) -> Iterator[str]:
         yield from station.holdings().grown_since(station.baseline)
 
 
-def _threw_in_closing(course: Course) -> bool:
-    """Whether the port was about to be closed, and something was thrown."""
-    entries = [text for text in course.logs if text.startswith(PORT_FUNCTION)]
-    entered = [text for text in entries if text.endswith("] : Entering\n")]
-    return len(entered) > 1 and course.says("] : Exception: ")
+def _final_report_was_lost(logs: list[str]) -> bool:
+    """Whether the last report was the final one, and did not get through."""
+    attempts = [place for place, text in enumerate(logs) if text.startswith(REPORT)]
+    if not attempts or not FINAL_REPORT.search(logs[attempts[-1]]):
+        return False
+    return any(text.startswith(LOST_REPORT) for text in logs[attempts[-1] :])
+
+
+def _closing(logs: list[str]) -> list[str]:
+    """What was logged from the moment on at which the port was to be closed."""
+    entries = [
+        place
+        for place, text in enumerate(logs)
+        if text.startswith(PORT_FUNCTION) and text.endswith(ENTERING)
+    ]
+    return logs[entries[1] :] if len(entries) > 1 else []
+
+
+def _says(logs: list[str], *words: str) -> bool:
+    return any(word in text for word in words for text in logs)
 
 
 def _progress(course: Course) -> list[tuple[int, int]]:

@@ -7,9 +7,8 @@ from collections.abc import Mapping
 from dataclasses import dataclass, field
 from typing import Any
 
+from reliability.failing_calls import FailingCalls, Failure
 from tavrinsim.world import World
-
-from .calls import FailingCalls, Failure
 
 # So many events nothing has.
 NEVER = 2**31

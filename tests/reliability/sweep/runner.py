@@ -40,7 +40,9 @@ class Plan:
         """Every operation with every fault that concerns it."""
         known = operations()
         for operation in (known[name] for name in self.operations):
-            yield from ((operation, fault) for fault in self.faults if operation.concerns(fault))
+            yield from (
+                (operation, fault) for fault in self.faults if operation.concerns(fault)
+            )
 
 
 @dataclass(frozen=True)

@@ -9,6 +9,7 @@ from contextlib import suppress
 from pathlib import Path
 
 from dbus_next import Variant
+from reliability.failing_calls import FailingCalls
 from reliability.resources import Resources
 from tavrinsim import names
 from tavrinsim.connection import BusError
@@ -16,7 +17,6 @@ from tavrinsim.job import Job, Report
 from tavrinsim.setting import Setting
 from tavrinsim.world import World
 
-from .calls import FailingCalls
 from .course import Course
 
 LISTENING = (

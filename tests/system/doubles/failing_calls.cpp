@@ -2,6 +2,7 @@
 #include "failing_calls/executable.hpp"
 
 #include <fcntl.h>
+#include <malloc.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -25,7 +26,7 @@ enum class Scope : std::uint64_t
     others = 2,
 };
 
-/** The file $FAILING_CALLS; tests/reliability/sweep/calls.py writes the same. */
+/** The file $FAILING_CALLS; tests/reliability/failing_calls.py writes the same. */
 struct Control
 {
     std::atomic<Class> armed;
@@ -39,6 +40,8 @@ struct Control
     std::atomic<std::int64_t> waits;    ///< for signals, begun by the service itself
     std::atomic<std::uintptr_t> place;  ///< in the executable, of the first that was made to fail
     std::array<char, 64> call;          ///< name of the first, and who made it
+    std::atomic<std::int64_t> bytes;    ///< of memory, in use
+    std::atomic<std::uint64_t> trim;    ///< whether the next wait gives unused memory back first
 };
 
 /** Stands in until the file is mapped, and where there is none. */
@@ -137,14 +140,22 @@ bool isFailed(Class which, const char* call) noexcept
     return judge(which, call).fails();
 }
 
-void countBlocks(std::int64_t change) noexcept
+void countMemory(std::int64_t blocks, std::int64_t bytes) noexcept
 {
-    control.load(std::memory_order_relaxed)->blocks += change;
+    Control& now = *control.load(std::memory_order_relaxed);
+    now.blocks += blocks;
+    now.bytes += bytes;
 }
 
 void countWait() noexcept
 {
-    ++control.load(std::memory_order_relaxed)->waits;
+    Control& now = *control.load(std::memory_order_relaxed);
+    ++now.waits;
+    if (now.trim.load() != 0)
+    {
+        malloc_trim(0);
+        now.trim = 0;
+    }
 }
 
 Outside::Outside(bool isOutside) noexcept : before_(outside)

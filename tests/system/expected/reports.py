@@ -36,4 +36,6 @@ def failure(code: int, text: str, error: str, message: str) -> Lines:
 
 def no_bus() -> Lines:
     """A report found no system bus."""
-    return ["E [reportUpdateStatus]: Failed to connect to system bus: No such file or directory\n"]
+    return [
+        "E [reportUpdateStatus]: Failed to connect to system bus: No such file or directory\n"
+    ]

@@ -1,6 +1,5 @@
-#include "auth/libcrypto_setup.hpp"
-
 #include "auth/openssl_calls.hpp"
+#include "service/tavrinupdate.hpp"
 
 #include <gtest/gtest.h>
 
@@ -34,7 +33,7 @@ TEST_F(LibcryptoSetup, VerifiesASignatureAndKnowsItsOutcome)
 {
     // Were it not verified, that would be blamed on the memory.
     endMemoryAt("EVP_DigestVerifyFinal", false);
-    EXPECT_NO_THROW(setUpLibcrypto());
+    EXPECT_NO_THROW(Tavrinupdate::setUpLibcrypto());
     const auto calls = fakes::opensslCalls();
     EXPECT_EQ(std::ranges::count(calls, "EVP_DigestVerifyFinal"), 1);
 }
@@ -47,7 +46,7 @@ TEST_F(LibcryptoSetup, ThatFailsWithoutMemoryThrows)
     {
         fakes::resetOpenssl();
         endMemoryAt(call, true);
-        EXPECT_THROW(setUpLibcrypto(), std::bad_alloc) << call;
+        EXPECT_THROW(Tavrinupdate::setUpLibcrypto(), std::bad_alloc) << call;
     }
 }
 
@@ -55,7 +54,7 @@ TEST_F(LibcryptoSetup, ThatFailsForAnotherReasonLetsTheServiceGoOn)
 {
     errno = ENOMEM; // of some call before
     fakes::failOpensslCall("EVP_DigestVerifyInit");
-    EXPECT_NO_THROW(setUpLibcrypto());
+    EXPECT_NO_THROW(Tavrinupdate::setUpLibcrypto());
 }
 
 } // namespace

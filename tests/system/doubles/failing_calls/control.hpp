@@ -65,8 +65,8 @@ Verdict judge(Class which, const char* call) noexcept;
 /** As `judge`, for calls that can only succeed or fail. @return whether it fails; errno is set */
 bool isFailed(Class which, const char* call) noexcept;
 
-/** Counts blocks of memory that were handed out and not given back. */
-void countBlocks(std::int64_t change) noexcept;
+/** Counts memory that was handed out and not given back. */
+void countMemory(std::int64_t blocks, std::int64_t bytes) noexcept;
 
 /** Counts how often the service has begun to wait for a signal, and so has nothing else to do. */
 void countWait() noexcept;

@@ -8,10 +8,12 @@
 #include "control.hpp"
 
 #include <dlfcn.h>
+#include <malloc.h>
 
 #include <array>
 #include <cerrno>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
@@ -59,11 +61,17 @@ Function* nextAllocator(const char* name, Function* /*shadow*/)
     return next;
 }
 
+/** What a block takes: the allocator itself may give a little more than was asked for. */
+std::int64_t sizeOf(void* block)
+{
+    return static_cast<std::int64_t>(malloc_usable_size(block));
+}
+
 void* counted(void* block)
 {
     if (block != nullptr)
     {
-        failing::countBlocks(1);
+        failing::countMemory(1, sizeOf(block));
     }
     return block;
 }
@@ -100,8 +108,13 @@ extern "C"
         {
             return nullptr;
         }
+        const std::int64_t before = sizeOf(block);
         void* const moved = next(block, size);
-        return block == nullptr ? counted(moved) : moved;
+        if (block != nullptr && (moved != nullptr || size == 0))
+        {
+            failing::countMemory(-1, -before);
+        }
+        return counted(moved);
     }
 
     void free(void* block) noexcept
@@ -111,7 +124,7 @@ extern "C"
         {
             return;
         }
-        failing::countBlocks(-1);
+        failing::countMemory(-1, -sizeOf(block));
         next(block);
     }
 

@@ -1,4 +1,4 @@
-"""The control file of the library `failing_calls`: which call of a running service is to fail."""
+"""The library `failing_calls` in a running service: which call is to fail, what memory is held."""
 
 from __future__ import annotations
 
@@ -8,7 +8,7 @@ from dataclasses import dataclass
 from enum import IntEnum
 from pathlib import Path
 
-# Layout as in tests/system/doubles/failing_calls.cpp: numbers of 64 bits, then a name.
+# Layout as in tests/system/doubles/failing_calls.cpp: numbers of 64 bits, around a name.
 (
     _ARMED,
     _SCOPE,
@@ -23,7 +23,9 @@ from pathlib import Path
     _CALL,
 ) = range(0, 88, 8)
 _CALL_SIZE = 64
-_SIZE = _CALL + _CALL_SIZE
+_BYTES = _CALL + _CALL_SIZE
+_TRIM = _BYTES + 8
+_SIZE = _TRIM + 8
 
 # Effects that are no error numbers.
 HALF = -1
@@ -74,7 +76,7 @@ class FailingCalls:
     def arm(self, failure: Failure, number: int) -> None:
         """Makes the `number`-th call from now on fail, counted from 1; 0 only counts."""
         self.disarm()
-        self._map[_PLACE:_SIZE] = bytes(_SIZE - _PLACE)
+        self._map[_PLACE:_BYTES] = bytes(_BYTES - _PLACE)
         for place, value in (
             (_SCOPE, failure.scope),
             (_NUMBER, number),
@@ -103,7 +105,7 @@ class FailingCalls:
     @property
     def call(self) -> str:
         """Name of the first that was made to fail."""
-        return bytes(self._map[_CALL:_SIZE]).split(b"\0")[0].decode()
+        return bytes(self._map[_CALL:_BYTES]).split(b"\0")[0].decode()
 
     @property
     def place(self) -> int:
@@ -116,13 +118,28 @@ class FailingCalls:
         return self._get(_BLOCKS)
 
     @property
+    def size(self) -> int:
+        """Bytes in these blocks, as the allocator hands them out."""
+        return self._get(_BYTES)
+
+    @property
     def waits(self) -> int:
         """How often the service has begun to wait for the signal that asks for registrations."""
         return self._get(_WAITS)
 
+    @property
+    def trimming(self) -> bool:
+        """Whether a wish to trim is still to be fulfilled."""
+        return self._get(_TRIM) != 0
+
+    def trim(self) -> None:
+        """Has the C library give unused memory back when the service next begins to wait."""
+        self._set(_TRIM, 1)
+
     def start_anew(self) -> None:
         """For a service that has just ended: the next one holds nothing."""
         self._set(_BLOCKS, 0)
+        self._set(_BYTES, 0)
         self._set(_WAITS, 0)
 
     def _get(self, place: int) -> int:
