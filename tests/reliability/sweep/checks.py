@@ -92,7 +92,7 @@ def of_next_update(course: Course, station: Station, kind: str, turn: int) -> It
 
 def of_log_file(station: Station) -> Iterator[str]:
     """Trims have taken no more from it than they should; a full file never gets small again."""
-    if station.log_size >= FULL and station.world.log_file.stat().st_size < FULL:
+    if station.log_size >= FULL and not station.log_holds(FULL):
         size = station.world.log_file.stat().st_size
         yield f"the log file has lost its contents: it had {station.log_size} bytes, now {size}"
 

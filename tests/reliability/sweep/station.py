@@ -40,6 +40,8 @@ IMPATIENT = {"SYSTEMD_BUS_TIMEOUT": "5s"}
 # Longer than the longest operation, in which every report goes unanswered.
 PATIENCE = 60.0
 ANSWER_PATIENCE = 20.0
+# Longer than a trim of the log file takes.
+TRIM_PATIENCE = 5.0
 
 
 class Station:
@@ -179,6 +181,15 @@ class Station:
         path = names.KINDS[kind].object_path(1)
         return bool(self.world.client.get(path, names.TAVRIN_INVENTORY, "PSUScanBlock").value)
 
+    def log_holds(self, size: int) -> bool:
+        """Whether the log file has as many bytes, if not at once: a thread may be trimming it."""
+        deadline = time.monotonic() + TRIM_PATIENCE
+        while self.world.log_file.stat().st_size < size:
+            if time.monotonic() > deadline:
+                return False
+            time.sleep(0.005)
+        return True
+
     # -- waiting -----------------------------------------------------------------------
 
     def _answer(self) -> None:
@@ -189,11 +200,11 @@ class Station:
         if not connections:
             return
         oldest = min(connections, key=lambda name: int(name.rpartition(".")[2]))
-        for _ in range(
-            2
-        ):  # a descriptor that became ready before may be handled after the first
+        question = (oldest, names.ANCHOR, names.INTROSPECTABLE, "Introspect")
+        # Twice: a descriptor that became ready before may be handled after the first.
+        for _ in range(2):
             with suppress(BusError, TimeoutError):
-                client.call(oldest, names.ANCHOR, names.INTROSPECTABLE, "Introspect", timeout=3)
+                client.call(*question, timeout=ANSWER_PATIENCE)
 
     def _wait(self, condition: Callable[[], bool]) -> None:
         """Waits for what announces itself nowhere, or for the end of the process."""
