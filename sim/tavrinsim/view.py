@@ -109,9 +109,14 @@ class ScratchRoot:
 
 
 class View(ABC):
-    """A way to run programs inside a scratch root."""
+    """A way to run programs inside a scratch root.
+
+    Where it `traces` them, they can have no second tracer, and their memory is not laid out as the
+    kernel alone would: what looks at either from inside does not work there.
+    """
 
     name: str
+    traces = False
 
     def __init__(self, root: ScratchRoot) -> None:
         self.root = root
@@ -173,6 +178,7 @@ class Proot(View):
     """
 
     name = "proot"
+    traces = True
 
     def __init__(self, root: ScratchRoot) -> None:
         super().__init__(root)

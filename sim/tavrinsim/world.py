@@ -279,10 +279,16 @@ class World:
             "PATH": "/usr/bin:/bin",
             "LC_ALL": "C.UTF-8",
         }
-        variables |= {
+        variables |= self._sanitizer_options()
+        return variables | self.bus.environment() if bus else variables
+
+    def _sanitizer_options(self) -> dict[str, str]:
+        options = {
             name: os.environ.get(name, SANITIZER_OPTIONS[name]) for name in SANITIZER_OPTIONS
         }
-        return variables | self.bus.environment() if bus else variables
+        if self.view.traces:
+            options["ASAN_OPTIONS"] += ":detect_leaks=0"  # which is a tracer's work
+        return options
 
     def _libraries(self) -> str | None:
         """The simulated libraries of the same build as the service, where it has them."""

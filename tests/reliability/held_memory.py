@@ -43,6 +43,14 @@ class Look:
         return resources + self.memory.grown_since(before.memory, tolerated_bytes)
 
 
+def gives_memory_back(world: World) -> bool:
+    """Whether the private memory of a world's service shrinks when the service frees some.
+
+    A sanitizer remembers what was freed, and a traced program has no heap that could shrink.
+    """
+    return not sanitizers.built_into(world.binary) and not world.view.traces
+
+
 class HeldMemory:
     """Counts what the service of one world holds.
 

@@ -44,6 +44,8 @@ def test_updates_and_refusals_misuse_no_memory_and_leave_none(binary: Path) -> N
 
 def test_no_threads_race_when_everything_happens_at_once(binary: Path) -> None:
     with World(watched(binary, "thread"), Setting(monitored=False)) as world:
+        if world.view.traces:
+            pytest.skip("a traced program's memory is not where the sanitizer has its own")
         world.board.faults.programming(percents=[0, 100], step_delay_ms=0)
         world.start()
         world.wait_published()

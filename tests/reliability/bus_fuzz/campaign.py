@@ -15,7 +15,7 @@ from typing import Any
 
 from jobs import put_back, threads, update, update_each, wait_until
 from reliability import sanitizers
-from reliability.held_memory import HeldMemory, Look
+from reliability.held_memory import HeldMemory, Look, gives_memory_back
 from reliability.resources import Resources
 from tavrinsim import names
 from tavrinsim.job import SUCCEEDED
@@ -108,9 +108,7 @@ class Campaign:
         rounding = self._properties.rounding() if self._user == ROOT else 0
         result.violations += end.grown_since(half, rounding)
         result.grown_kib = end.resources.private_kib - half.resources.private_kib
-        # What a sanitizer remembers of freed memory counts as the process's.
-        watched = sanitizers.built_into(self._world.binary)
-        if result.grown_kib > TOLERATED_KIB and not watched:
+        if result.grown_kib > TOLERATED_KIB and gives_memory_back(self._world):
             result.violations.append(f"{result.grown_kib} KiB more memory")
 
     def _call(self, seed: int, count: int) -> dict[str, Any]:

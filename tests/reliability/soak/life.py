@@ -9,7 +9,7 @@ from pathlib import Path
 
 from jobs import threads, wait_until
 from reliability import sanitizers
-from reliability.held_memory import HeldMemory, Look
+from reliability.held_memory import HeldMemory, Look, gives_memory_back
 from reliability.resources import Resources
 from tavrinsim import names
 from tavrinsim.job import IN_PROGRESS, SUCCEEDED, Job
@@ -135,8 +135,7 @@ class _Run:
         life.more_blocks = late.memory.blocks - early.memory.blocks
         life.more_bytes = late.memory.size - early.memory.size
         life.violations += late.grown_since(early)
-        # What a sanitizer remembers of freed memory counts as the process's; it looks for leaks itself.
-        if life.grown_kib > TOLERATED_KIB and not sanitizers.built_into(self._world.binary):
+        if life.grown_kib > TOLERATED_KIB and gives_memory_back(self._world):
             life.violations.append(f"{life.grown_kib} KiB more memory after update {EARLY}")
 
     def _look(self, before: Look | None = None) -> Look:
