@@ -33,6 +33,7 @@ PROPERTY_FLAGS = COMMON_FLAGS | {
 class Parameter:
     """An argument or a result of a method."""
 
+    name: str
     identifier: str
     type: Type
     description: str
@@ -125,7 +126,8 @@ def _method(entry: dict[str, Any]) -> Method:
 
 
 def _parameter(entry: dict[str, Any]) -> Parameter:
-    return Parameter(lower_camel(entry["name"]), parse_type(entry["type"]), _text(entry))
+    name = entry["name"]
+    return Parameter(name, lower_camel(name), parse_type(entry["type"]), _text(entry))
 
 
 def _property(entry: dict[str, Any]) -> Property:
