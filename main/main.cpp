@@ -8,6 +8,8 @@
 #include <sdbusplus/asio/connection.hpp>
 #include <sdbusplus/exception.hpp>
 
+#include <malloc.h>
+
 #include <exception>
 #include <memory>
 #include <system_error>
@@ -19,6 +21,16 @@ constexpr auto functionName = "main";
 
 /** Where the service object's own interfaces lie; nobody addresses it. */
 constexpr auto anchorPath = "/com/vexa/bevon/dummy";
+
+/**
+ * The buffer in which payloads are checked goes back to the system after each check. By itself, the
+ * C library would keep blocks of its size from the second one on.
+ */
+void keepNoLargeBlocks()
+{
+    constexpr int largestKept = 128 * 1024;
+    ::mallopt(M_MMAP_THRESHOLD, largestKept); // NOLINT(concurrency-mt-unsafe): the only thread yet
+}
 
 /**
  * Signals that came while the start-up made blocking calls wait inside sd-bus, unseen by the event
@@ -33,7 +45,8 @@ void handleWaitingSignals(sdbusplus::bus_t& bus)
 
 void run()
 {
-    // First, so that a service that can be seen on the bus can check what it is given.
+    keepNoLargeBlocks();
+    // Before the bus, so that a service that can be seen on the bus can check what it is given.
     Tavrinupdate::setUpLibcrypto();
 
     boost::asio::io_context io;

@@ -1,0 +1,1 @@
+"""How much of a controller the service takes: the size of its file, memory, threads, descriptors."""
