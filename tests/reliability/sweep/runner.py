@@ -22,8 +22,9 @@ from .station import Station
 LAST_MISSES = 2
 
 
-# A sweep of more events than this is shared by all stations; smaller ones are one station's each.
-LARGE = 200
+# Classes with so many events that all stations share a sweep; others are one station's each. By class
+# and not by count, which differs from station to station.
+SHARED = ("memory", "bus")
 
 
 @dataclass(frozen=True)
@@ -82,17 +83,17 @@ def work(plan: Plan, share: Share) -> Iterator[Injection]:
             if key not in counts:
                 counts[key] = operation.strike(station, fault, 0).count
             is_own = place % share.stations == share.place
-            numbers = _numbers(plan, share, counts[key], is_own)
+            numbers = _numbers(plan, share, fault, counts[key], is_own)
             yield from _strike(station, operation, fault, numbers)
     finally:
         station.close()
 
 
-def _numbers(plan: Plan, share: Share, count: int, is_own: bool) -> Iterable[int]:
+def _numbers(plan: Plan, share: Share, fault: Fault, count: int, is_own: bool) -> Iterable[int]:
     """This station's numbers: all of a small sweep that is its own, a share of a large one."""
     if plan.spread is not None:
         return _spread(count, plan.spread) if is_own else []
-    if count > LARGE:
+    if fault.group in SHARED:
         return itertools.count(share.place + 1, share.stations)
     return itertools.count(1) if is_own else []
 
