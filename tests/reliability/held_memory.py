@@ -2,13 +2,16 @@
 
 from __future__ import annotations
 
-from contextlib import suppress
+from collections.abc import Iterator
+from contextlib import contextmanager, suppress
 from dataclasses import dataclass
+from pathlib import Path
 
 from jobs import wait_until
 from reliability import sanitizers
 from reliability.failing_calls import FailingCalls
 from reliability.resources import Resources
+from tavrinsim.setting import Setting
 from tavrinsim.world import World
 
 # The C library keeps the stacks of threads that have ended for later ones, each with a block. How
@@ -99,3 +102,14 @@ class HeldMemory:
 
     def _now(self) -> Held:
         return Held(self._calls.blocks, self._calls.size)
+
+
+@contextmanager
+def counted_controller(binary: Path) -> Iterator[tuple[World, HeldMemory]]:
+    """A running service whose memory is counted, and whose programming library needs no time."""
+    with World(binary, Setting(monitored=False)) as world:
+        world.board.faults.programming(percents=[100], step_delay_ms=0)
+        memory = HeldMemory(world)
+        memory.start_service()
+        world.wait_published()
+        yield world, memory

@@ -15,11 +15,10 @@ from typing import Any
 
 from jobs import put_back, threads, update, update_each, wait_until
 from reliability import sanitizers
-from reliability.held_memory import HeldMemory, Look, gives_memory_back
+from reliability.held_memory import HeldMemory, Look, counted_controller, gives_memory_back
 from reliability.resources import Resources
 from tavrinsim import names
 from tavrinsim.job import SUCCEEDED
-from tavrinsim.setting import Setting
 from tavrinsim.world import World
 
 from .properties import Properties, State, difference
@@ -171,11 +170,7 @@ class Campaign:
 @contextmanager
 def _controller(binary: Path) -> Iterator[tuple[World, HeldMemory]]:
     """A service that has done everything once, so that all it ever holds open is open."""
-    with World(binary, Setting(monitored=False)) as world:
-        world.board.faults.programming(percents=[100], step_delay_ms=0)
-        memory = HeldMemory(world)
-        memory.start_service()
-        world.wait_published()
+    with counted_controller(binary) as (world, memory):
         update_each(world)
         world.wait_registered()
         yield world, memory

@@ -2,18 +2,17 @@
 
 from __future__ import annotations
 
-from collections.abc import Callable, Iterator
-from contextlib import contextmanager, suppress
+from collections.abc import Callable
+from contextlib import suppress
 from dataclasses import dataclass, field
 from pathlib import Path
 
 from jobs import threads, wait_until
 from reliability import sanitizers
-from reliability.held_memory import HeldMemory, Look, gives_memory_back
+from reliability.held_memory import HeldMemory, Look, counted_controller, gives_memory_back
 from reliability.resources import Resources
 from tavrinsim import names
 from tavrinsim.job import IN_PROGRESS, SUCCEEDED, Job
-from tavrinsim.setting import Setting
 from tavrinsim.world import World
 
 from .day import Day
@@ -56,7 +55,7 @@ def live(
 ) -> Life:
     """Runs a service through its updates; `tick` is called after each of them."""
     life = Life()
-    with _controller(binary) as (world, memory):
+    with counted_controller(binary) as (world, memory):
         _Run(world, memory, life, updates, with_day).run(tick)
         output = world.output.read_text(errors="replace")
         world.let_service_end()
@@ -64,17 +63,6 @@ def live(
         if output:
             life.violations.append(f"the service wrote: {output[:500]}")
     return life
-
-
-@contextmanager
-def _controller(binary: Path) -> Iterator[tuple[World, HeldMemory]]:
-    """A running service whose programming library needs no time."""
-    with World(binary, Setting(monitored=False)) as world:
-        world.board.faults.programming(percents=[100], step_delay_ms=0)
-        memory = HeldMemory(world)
-        memory.start_service()
-        world.wait_published()
-        yield world, memory
 
 
 class _Run:
