@@ -68,24 +68,21 @@ class Course:
             "Thread created for update" in text for text in self.logs
         )
 
-    def close(self, world: World) -> None:
-        """Collects what the world knows of the operation at its end."""
+    def close(self, world: World, ending: bool) -> None:
+        """Collects what the world knows of the operation at its end.
+
+        A service that is `ending`, since it has left the bus, gets the time to do so.
+        """
         if self.job is not None:
             self.reports = world.coordinator.reports_of(self.job.transaction)
         self.lines = list(world.trace.lines())
         assert world.service is not None
-        if not world.running or EXITING in self.logs or not is_on_bus(world):
+        if not world.running or EXITING in self.logs or ending:
             with suppress(ServiceError):  # then it runs on, and the checks will see it
                 self.status = world.service.wait(END_PATIENCE)
                 self.lines = list(world.trace.lines())
         if self.status == -signal.SIGABRT and _bus_library_gave_up(world):
             self.lost_by = BUS_LIBRARY
-
-
-def is_on_bus(world: World) -> bool:
-    """Whether the service has a connection; without one it is about to end."""
-    assert world.service is not None
-    return bool(world.client.connections_of(world.service.pid))
 
 
 def _bus_library_gave_up(world: World) -> bool:

@@ -2,15 +2,14 @@
 
 from __future__ import annotations
 
-import os
 import time
-from collections.abc import Callable
+from collections.abc import Callable, Sequence
 from contextlib import suppress
 from pathlib import Path
 
 from dbus_next import Variant
 from reliability.failing_calls import FailingCalls
-from reliability.resources import Resources
+from reliability.resources import Resources, threads
 from tavrinsim import names
 from tavrinsim.connection import BusError
 from tavrinsim.job import Job, Report
@@ -113,7 +112,7 @@ class Station:
         """How many threads the service has."""
         with suppress(FileNotFoundError):
             assert self.world.service is not None
-            return len(os.listdir(f"/proc/{self.world.service.pid}/task"))
+            return len(threads(self.world.service.pid))
         return 0
 
     def holdings(self) -> Resources:
@@ -139,8 +138,7 @@ class Station:
 
     def finish(self, course: Course) -> Course:
         """Closes the account of an operation; no fault is in force any more."""
-        self._answer()  # a service that is about to end does not
-        course.close(self.world)
+        course.close(self.world, ending=not self._answer())
         return course
 
     def _send(self, job: Job) -> int | str | None:
@@ -192,19 +190,25 @@ class Station:
 
     # -- waiting -----------------------------------------------------------------------
 
-    def _answer(self) -> None:
-        """Returns when the service has handled what it had to, or will not answer."""
+    def _answer(self) -> bool:
+        """Returns when the service has handled what it had to, or will not answer; whether it did."""
         client, service = self.world.client, self.world.service
         assert service is not None
         connections = client.connections_of(service.pid)
         if not connections:
-            return
+            return False
         oldest = min(connections, key=lambda name: int(name.rpartition(".")[2]))
         question = (oldest, names.ANCHOR, names.INTROSPECTABLE, "Introspect")
         # Twice: a descriptor that became ready before may be handled after the first.
-        for _ in range(2):
-            with suppress(BusError, TimeoutError):
-                client.call(*question, timeout=ANSWER_PATIENCE)
+        return all(self._is_answered(question) for _ in range(2))
+
+    def _is_answered(self, question: Sequence[str]) -> bool:
+        """Another connection of the same process, which may outlive the main one, has no such object."""
+        try:
+            self.world.client.call(*question, timeout=ANSWER_PATIENCE)
+        except (BusError, TimeoutError):
+            return False
+        return True
 
     def _wait(self, condition: Callable[[], bool]) -> None:
         """Waits for what announces itself nowhere, or for the end of the process."""
