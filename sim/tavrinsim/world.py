@@ -33,6 +33,7 @@ from .image import Version
 from .job import Job
 from .keys import REVISION_CODES, KeyRing
 from .loop import LoopThread
+from .machine import emulator
 from .monitor import BusMonitor
 from .neighbours import FruReader, HostState, PlatformIdentity
 from .peer import Peer
@@ -157,7 +158,7 @@ class World:
             raise ServiceError("already running")
         self._abandon_service()
         variables = self._environment(preload, bus) | dict(environment or {})
-        argv = [str(self.binary), *arguments]
+        argv = [*emulator(self.binary), str(self.binary), *arguments]
         self.service = ServiceProcess(self._loop, self.view, argv, variables, self.output)
         return self.service
 
@@ -193,6 +194,11 @@ class World:
     def running(self) -> bool:
         """Whether the service runs."""
         return self.service is not None and self.service.running
+
+    @property
+    def emulated(self) -> bool:
+        """Whether the service is for another machine: its process is the emulator's then, too."""
+        return bool(emulator(self.binary))
 
     def wait_published(self, timeout: float = 20) -> dict[str, Interfaces]:
         """Waits for the service's objects on the bus; returns all of them."""
@@ -286,7 +292,7 @@ class World:
         options = {
             name: os.environ.get(name, SANITIZER_OPTIONS[name]) for name in SANITIZER_OPTIONS
         }
-        if self.view.traces:
+        if self.view.traces or self.emulated:
             options["ASAN_OPTIONS"] += ":detect_leaks=0"  # which is a tracer's work
         return options
 

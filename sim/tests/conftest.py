@@ -7,10 +7,10 @@ from collections.abc import Callable, Iterator
 from pathlib import Path
 
 import pytest
-from sim_client import LIBRARIES, SIM, Client
 
-sys.path.insert(0, str(SIM))
+sys.path.insert(0, str(Path(__file__).resolve().parents[1]))
 
+from sim_client import LIBRARIES, Client  # noqa: E402
 from tavrinsim.board import Board  # noqa: E402
 from tavrinsim.image import Image  # noqa: E402
 from tavrinsim.names import Kind  # noqa: E402

@@ -6,8 +6,11 @@ import os
 import subprocess
 from pathlib import Path
 
+from tavrinsim.machine import emulator
+
 SIM = Path(__file__).resolve().parents[1]
 LIBRARIES = Path(os.environ.get("SIM_LIBDIR", SIM.parent / "build" / "sim"))
+PROGRAM = LIBRARIES / "tests" / "sim-client"
 
 
 class Client:
@@ -15,7 +18,7 @@ class Client:
 
     def __init__(self, environment: dict[str, str]) -> None:
         self.process = subprocess.Popen(
-            [LIBRARIES / "tests" / "sim-client"],
+            [*emulator(PROGRAM), PROGRAM],
             env={**os.environ, **environment},
             stdin=subprocess.PIPE,
             stdout=subprocess.PIPE,

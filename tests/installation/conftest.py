@@ -7,21 +7,32 @@ from pathlib import Path
 
 import pytest
 
-from building import Build
+from building import Build, compiler
+
+
+def pytest_addoption(parser: pytest.Parser) -> None:
+    """`--cross-file=FILE` is Meson's: the builds are for the machine that it describes."""
+    parser.addoption("--cross-file", type=Path)
 
 
 @pytest.fixture(scope="session")
-def libraries(tmp_path_factory: pytest.TempPathFactory) -> Path:
+def cross_file(request: pytest.FixtureRequest) -> Path | None:
+    """What describes the machine of the builds, where it is not this one."""
+    return request.config.getoption("--cross-file")
+
+
+@pytest.fixture(scope="session")
+def libraries(tmp_path_factory: pytest.TempPathFactory, cross_file: Path | None) -> Path:
     """A folder with `libsomeplatform.so` and `libotherplatform.so`, which are empty."""
     folder = tmp_path_factory.mktemp("libraries")
     for name in ("someplatform", "otherplatform"):
         output = folder / f"lib{name}.so"
-        words = ["g++", "-shared", "-x", "c++", "/dev/null", "-o", str(output)]
+        words = [compiler(cross_file), "-shared", "-x", "c++", "/dev/null", "-o", str(output)]
         subprocess.run(words, check=True)
     return folder
 
 
 @pytest.fixture
-def build(tmp_path: Path, libraries: Path) -> Build:
+def build(tmp_path: Path, libraries: Path, cross_file: Path | None) -> Build:
     """A build of the project that is still to be configured."""
-    return Build(tmp_path / "build", libraries)
+    return Build(tmp_path / "build", libraries, cross_file)

@@ -49,9 +49,11 @@ class Look:
 def gives_memory_back(world: World) -> bool:
     """Whether the private memory of a world's service shrinks when the service frees some.
 
-    A sanitizer remembers what was freed, and a traced program has no heap that could shrink.
+    A sanitizer remembers what was freed, a traced program has no heap that could shrink, and an
+    emulator keeps what it has translated.
     """
-    return not sanitizers.built_into(world.binary) and not world.view.traces
+    hidden = world.view.traces or world.emulated
+    return not sanitizers.built_into(world.binary) and not hidden
 
 
 class HeldMemory:

@@ -11,6 +11,10 @@ from pathlib import Path
 
 # The numbers of sockets and pipes differ from run to run; their kind is what counts.
 _INODE = re.compile(r"\[\d+\]$")
+# What the one thread blocks for good that a sanitizer or an emulator has for itself. Under emulation,
+# others begin with a sanitizer's mask.
+_SANITIZERS_MASK = "fffffffe7ffbfeff"
+_EMULATORS_MASK = "fffffffe7ffbfa77"
 
 
 @dataclass(frozen=True)
@@ -50,19 +54,18 @@ def _descriptors(pid: int) -> Counter[str]:
 
 
 def threads(pid: int) -> set[int]:
-    """The process's threads, but for the one that a sanitizer may have for itself."""
-    tasks = {int(task) for task in os.listdir(f"/proc/{pid}/task")}
-    return {task for task in tasks if not _is_deaf(pid, task)}
+    """The process's threads, but for the one that a sanitizer or an emulator may have for itself."""
+    emulated = Path(os.readlink(f"/proc/{pid}/exe")).name.startswith("qemu-")
+    mask = _EMULATORS_MASK if emulated else _SANITIZERS_MASK
+    return {
+        int(task) for task in os.listdir(f"/proc/{pid}/task") if not _blocks(pid, task, mask)
+    }
 
 
-def _is_deaf(pid: int, task: int) -> bool:
-    """Whether a thread takes no signal but the C library's own, as the service's never do.
-
-    The service's threads take not even those in their first moments, and all of them after that.
-    """
+def _blocks(pid: int, task: str, mask: str) -> bool:
+    """Whether a thread blocks exactly these signals, as the service's own never do."""
     with suppress(FileNotFoundError, ProcessLookupError):  # it has just ended
-        status = Path(f"/proc/{pid}/task/{task}/status").read_text()
-        return re.search(r"^SigBlk:\tfffffffe", status, re.M) is not None
+        return f"SigBlk:\t{mask}" in Path(f"/proc/{pid}/task/{task}/status").read_text()
     return False
 
 

@@ -38,8 +38,6 @@ build_with() {
     build_folder=$root/build-${1%%,*}
     # A library's undefined symbols are found in the sanitizer's own, which the program brings along.
     build_options=(-Db_sanitize="$1" -Db_lundef=false)
-    # Where the tests of the simulated libraries find them. The worlds there have a shell in the
-    # service's place, into which these libraries would bring a sanitizer that it was not built with.
+    # Where the tests of the simulated libraries find them.
     export SIM_LIBDIR=$build_folder/sim
-    sim_options=(--ignore=sim/tests/world)
 }

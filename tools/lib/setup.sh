@@ -11,18 +11,21 @@ build_packages=(
     python3 python3-yaml
 )
 run_packages=(
-    bubblewrap proot dbus dbus-tests systemd
+    bubblewrap proot dbus dbus-tests strace systemd valgrind
     python3-cryptography python3-dbus-next python3-pytest python3-pytest-xdist python3-rich
 )
 lint_packages=(clang-format clang-tidy git jq)
 
 say() { printf '\n== %s\n' "$*"; }
 
+# A name without an architecture means the machine's own.
 missing_packages() {
-    local package
+    local package architecture
     for package in "$@"; do
-        [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" = installed ] ||
-            printf '%s\n' "$package"
+        architecture=$(dpkg --print-architecture)
+        [[ $package == *:* ]] && architecture=${package#*:}
+        dpkg-query -W -f '${db:Status-Status} ${Architecture}\n' "${package%:*}" 2>/dev/null |
+            grep -qxE "installed ($architecture|all)" || printf '%s\n' "$package"
     done
 }
 

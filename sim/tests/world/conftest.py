@@ -15,6 +15,12 @@ from tavrinsim.world import World
 BuildWorld = Callable[..., World]
 
 
+@pytest.fixture(autouse=True)
+def own_libraries(monkeypatch: pytest.MonkeyPatch) -> None:
+    """Those of the plain build: others may need a sanitizer, or another machine, which a shell has not."""
+    monkeypatch.delenv("SIM_LIBDIR", raising=False)
+
+
 @pytest.fixture
 def build_world(tmp_path: Path) -> Iterator[BuildWorld]:
     """build_world(SCRIPT, view=...): a world whose service is a shell script."""

@@ -17,6 +17,7 @@ from dataclasses import dataclass
 from pathlib import Path
 
 from tavrinsim import names
+from tavrinsim.machine import emulator
 from tavrinsim.world import World
 
 CLIENTS = 16
@@ -77,7 +78,8 @@ def reading(world: World, clients: int = CLIENTS) -> Iterator[Waits]:
 def _command(world: World, clients: int) -> list[str]:
     paths = [device.kind.object_path(device.index + 1) for device in world.board.devices]
     places = [names.SERVICE, names.OBJECT_ROOT, *INTERFACES, "--", *paths]
-    return [str(_program(world.binary)), world.bus.address, str(clients), *places]
+    program = _program(world.binary)
+    return [*emulator(program), str(program), world.bus.address, str(clients), *places]
 
 
 def _program(service: Path) -> Path:
