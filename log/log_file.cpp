@@ -2,11 +2,12 @@
 
 #include "platform/dlog.h"
 
+#include <algorithm>
 #include <array>
 #include <exception>
 #include <fstream>
-#include <iterator>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace
@@ -20,33 +21,54 @@ constexpr std::streamoff trimmedBytes = 1024;
 constexpr int failureLevel = 1;
 constexpr int failureModule = 337;
 
-/** Writes one record. @return the file's new size, or -1 when the file could not be opened */
-std::streamoff appendRecord(const std::string& message)
+// Nothing here is formatted or parsed, so the stream buffers do without streams, whose set-up would
+// cost as much as the rest of a record.
+
+/** Where the next byte goes; -1 where the file has no such place. */
+std::streamoff position(std::filebuf& file)
 {
-    std::ofstream file(logFilePath, std::ios::out | std::ios::app | std::ios::binary);
-    if (!file.is_open())
+    return file.pubseekoff(0, std::ios::cur);
+}
+
+/** @return false when not all of it was written */
+bool write(std::filebuf& file, std::string_view bytes)
+{
+    const auto size = static_cast<std::streamsize>(bytes.size());
+    return file.sputn(bytes.data(), size) == size && file.pubsync() == 0;
+}
+
+/** Writes one record. @return the file's new size, or -1 when it could not be opened or written */
+std::streamoff appendRecord(const char* message)
+{
+    std::filebuf file;
+    if (file.open(logFilePath, std::ios::out | std::ios::app | std::ios::binary) == nullptr)
     {
         dlog_printf(failureLevel, failureModule, "[%s] : logging: Failed to open log file: %s\n",
                     "addlog", logFilePath);
         return -1;
     }
-    const std::streamoff sizeBefore = file.tellp();
-    file << std::to_string(sizeBefore) + " : " + message << std::flush;
-    return file.tellp();
+    const std::string record = std::to_string(position(file)) + " : " + message;
+    return write(file, record) ? position(file) : -1;
 }
 
 /** Everything behind the bytes that a trim drops. @return false when the file cannot be read */
 bool readRemainder(std::vector<char>& remainder)
 {
-    std::ifstream file(logFilePath, std::ios::in | std::ios::binary);
-    if (!file.is_open())
+    std::filebuf file;
+    if (file.open(logFilePath, std::ios::in | std::ios::binary) == nullptr)
     {
         dlog_printf(failureLevel, failureModule, "[%s] : ifstream: Failed to open log file: %s\n",
                     "delete_old_log", logFilePath);
         return false;
     }
-    file.seekg(trimmedBytes, std::ios::beg);
-    remainder.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    const std::streamoff size = file.pubseekoff(0, std::ios::end);
+    if (size < 0 || file.pubseekoff(trimmedBytes, std::ios::beg) < 0)
+    {
+        return false;
+    }
+    remainder.resize(static_cast<std::size_t>(std::max(size - trimmedBytes, std::streamoff{0})));
+    const auto kept = file.sgetn(remainder.data(), static_cast<std::streamsize>(remainder.size()));
+    remainder.resize(static_cast<std::size_t>(kept));
     return true;
 }
 
@@ -55,17 +77,15 @@ void rewriteWith(const std::vector<char>& remainder)
     // The file is empty once it is open; without a buffer of its own the stream would ask for
     // memory then, and where there is none, all records would be lost.
     std::array<char, 1024> buffer{};
-    std::ofstream file;
-    file.rdbuf()->pubsetbuf(buffer.data(), buffer.size());
-    file.open(logFilePath, std::ios::out | std::ios::trunc | std::ios::binary);
-    if (!file.is_open())
+    std::filebuf file;
+    file.pubsetbuf(buffer.data(), buffer.size());
+    if (file.open(logFilePath, std::ios::out | std::ios::trunc | std::ios::binary) == nullptr)
     {
         dlog_printf(failureLevel, failureModule, "[%s] : ofstream: Failed to open log file: %s\n",
                     "delete_old_log", logFilePath);
         return;
     }
-    file.write(remainder.data(), static_cast<std::streamsize>(remainder.size()));
-    file.flush();
+    write(file, {remainder.data(), remainder.size()});
 }
 
 } // namespace

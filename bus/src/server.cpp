@@ -2,6 +2,7 @@
 #include <sdbusplus/server.hpp>
 
 #include <iterator>
+#include <string_view>
 
 namespace sdbusplus::server
 {
@@ -24,18 +25,46 @@ detail::slot_ref add_vtable(sd_bus* bus, const char* path, const char* name, con
     return detail::slot_ref(slot);
 }
 
+bool emits_changes(const vtable_t& property)
+{
+    return (property.flags &
+            (vtable::property_::emits_change | vtable::property_::emits_invalidation)) != 0;
+}
+
+bool is_property(const vtable_t& entry, std::string_view name)
+{
+    const bool fits =
+        entry.type == _SD_BUS_VTABLE_PROPERTY || entry.type == _SD_BUS_VTABLE_WRITABLE_PROPERTY;
+    return fits && name == entry.x.property.member;
+}
+
+/** The entry of a property, or the one that ends the vtable. */
+const vtable_t& find_property(const vtable_t* entry, std::string_view name)
+{
+    while (entry->type != _SD_BUS_VTABLE_END && !is_property(*entry, name))
+    {
+        ++entry; // NOLINT(cppcoreguidelines-pro-bounds-pointer-arithmetic): sd-bus's own layout
+    }
+    return *entry;
+}
+
 } // namespace
 
 interface::interface(bus_t& bus, const char* path, const char* name, const vtable_t* vtable,
                      void* context) :
     bus_(bus),
-    path_(path), name_(name), native_(sd_bus_ref(detail::native_bus::of(bus))),
+    path_(path), name_(name), vtable_(vtable), native_(sd_bus_ref(detail::native_bus::of(bus))),
     slot_(add_vtable(native_.get(), path, name, vtable, context))
 {
 }
 
 void interface::property_changed(const char* property) const noexcept
 {
+    // sd-bus declines as well, but makes half of the signal before, which is a third of a Set.
+    if (!emits_changes(find_property(vtable_, property)))
+    {
+        return;
+    }
     sd_bus_emit_properties_changed(native_.get(), path_.c_str(), name_, property, nullptr);
 }
 

@@ -35,8 +35,8 @@ class interface final
     bus_t& bus() const noexcept { return bus_; }
     const std::string& path() const noexcept { return path_; }
 
-    /** Announces a property. For one that is not flagged to emit changes sd-bus declines, and
-     * nobody is told. */
+    /** Announces a property. For one that is not flagged to emit changes it declines, and nobody
+     * is told. */
     void property_changed(const char* property) const noexcept;
 
     /** A signal of this interface. @throws exception::SdBusError */
@@ -51,6 +51,7 @@ class interface final
     bus_t& bus_;
     std::string path_;
     const char* name_;
+    const vtable_t* vtable_;
     bool added_ = false;
     detail::bus_ref native_;
     detail::slot_ref slot_;
