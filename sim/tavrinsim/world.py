@@ -146,19 +146,24 @@ class World:
         preload: Iterable[Path] = (),
         environment: Mapping[str, str] | None = None,
         bus: bool = True,
+        program: Path | None = None,
         arguments: Iterable[str] = (),
     ) -> ServiceProcess:
-        """Starts the service.
+        """Starts the service, or another program in its place.
 
         `preload` are libraries that go before the simulated ones, `environment` adds to
         (or replaces) what the service gets, `bus=False` leaves it without a system bus.
-        `arguments` are the command line's after the program's name, which asks for none.
+        `arguments` are the command line's after the program's name; the service asks for none.
         """
         if self.running:
             raise ServiceError("already running")
         self._abandon_service()
         variables = self._environment(preload, bus) | dict(environment or {})
-        argv = [*emulator(self.binary), str(self.binary), *arguments]
+        if program is None:
+            program = self.binary
+        else:
+            self.root.show(Bind(program.parent))
+        argv = [*emulator(program), str(program), *arguments]
         self.service = ServiceProcess(self._loop, self.view, argv, variables, self.output)
         return self.service
 

@@ -97,8 +97,8 @@ def _stripped_kib(binary: Path) -> int:
 def _idle(binary: Path) -> Taken:
     """The idle program of the same build in the service's place."""
     with World(binary) as world:
-        world.binary = binary.parent / "tests" / "footprint" / "idle-program"
-        pid = world.start().pid
+        program = binary.parent / "tests" / "footprint" / "idle-program"
+        pid = world.start(program=program).pid
         wait_until(lambda: world.client.connections_of(pid) != [], "it is on the bus")
         return Taken.by(pid)
 

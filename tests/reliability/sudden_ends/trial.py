@@ -2,7 +2,6 @@
 
 from __future__ import annotations
 
-import signal
 from concurrent.futures import Future
 from contextlib import suppress
 from dataclasses import dataclass, field

@@ -1,0 +1,65 @@
+"""Draws what the figures say: a plot of the ratios for each subject, and the lines that it has."""
+
+from __future__ import annotations
+
+import re
+from collections.abc import Mapping, Sequence
+from pathlib import Path
+
+import matplotlib
+
+matplotlib.use("svg")
+# The same figures make the same bytes.
+matplotlib.rcParams["svg.hashsalt"] = "bench"
+
+import matplotlib.pyplot as plt  # noqa: E402
+
+from .figures import Figure, Section  # noqa: E402
+
+Points = Sequence[tuple[float, float]]
+
+
+def draw(folder: Path, sections: Sequence[Section]) -> None:
+    """Writes the plots of all subjects into the folder, each named after its subject."""
+    folder.mkdir(parents=True, exist_ok=True)
+    for section in sections:
+        compared = [figure for figure in section.figures if figure.unit == "ratio"]
+        if compared:
+            _draw_ratios(folder / _file_name(section.title), section.title, compared)
+        for title, lines in section.series.items():
+            _draw_lines(folder / _file_name(title), title, lines)
+
+
+def _file_name(title: str) -> str:
+    return re.sub(r"[^a-z0-9]+", "-", title.lower()).strip("-") + ".svg"
+
+
+def _draw_ratios(file: Path, title: str, figures: Sequence[Figure]) -> None:
+    """Every round's ratio as a dot, the median as a bar, the goal as a mark."""
+    drawing, axes = plt.subplots(figsize=(8, 0.8 + 0.4 * len(figures)))
+    for row, figure in enumerate(figures):
+        axes.plot(figure.values, [row] * len(figure.values), "o", color="tab:blue", alpha=0.4)
+        axes.plot(figure.median, row, "|", color="tab:blue", markersize=16)
+        if figure.most is not None:
+            axes.plot(figure.most, row, "<", color="tab:red")
+    axes.axvline(1, color="gray", linewidth=0.8)
+    axes.set_yticks(range(len(figures)), [figure.name for figure in figures])
+    axes.invert_yaxis()
+    axes.set_title(f"{title}: ratios (red: the goal)")
+    _save(drawing, file)
+
+
+def _draw_lines(file: Path, title: str, lines: Mapping[str, Points]) -> None:
+    drawing, axes = plt.subplots(figsize=(8, 4))
+    for name, points in lines.items():
+        axes.plot(*zip(*points), "o-", label=name)
+    axes.set_xscale("log", base=2)
+    axes.set_ylim(bottom=0)
+    axes.set_title(title)
+    axes.legend()
+    _save(drawing, file)
+
+
+def _save(drawing: plt.Figure, file: Path) -> None:
+    drawing.savefig(file, bbox_inches="tight", metadata={"Date": None})
+    plt.close(drawing)

@@ -1,0 +1,3 @@
+from .measure import measure
+
+__all__ = ["measure"]
