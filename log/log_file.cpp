@@ -2,7 +2,6 @@
 
 #include "platform/dlog.h"
 
-#include <algorithm>
 #include <array>
 #include <exception>
 #include <fstream>
@@ -21,8 +20,8 @@ constexpr std::streamoff trimmedBytes = 1024;
 constexpr int failureLevel = 1;
 constexpr int failureModule = 337;
 
-// Nothing here is formatted or parsed, so the stream buffers do without streams, whose set-up would
-// cost as much as the rest of a record.
+// Nothing here is formatted or parsed, so the stream buffers do without streams, whose set-up costs
+// more than the record itself.
 
 /** Where the next byte goes; -1 where the file has no such place. */
 std::streamoff position(std::filebuf& file)
@@ -51,6 +50,20 @@ std::streamoff appendRecord(const char* message)
     return write(file, record) ? position(file) : -1;
 }
 
+void readToEnd(std::filebuf& file, std::vector<char>& bytes)
+{
+    // More than a file has that is trimmed in time, so that it is read in one go.
+    constexpr std::streamsize piece = 16384;
+    std::streamsize count = piece;
+    while (count == piece)
+    {
+        const std::size_t used = bytes.size();
+        bytes.resize(used + piece);
+        count = file.sgetn(bytes.data() + used, piece); // NOLINT(*-pointer-arithmetic): its new end
+        bytes.resize(used + static_cast<std::size_t>(count));
+    }
+}
+
 /** Everything behind the bytes that a trim drops. @return false when the file cannot be read */
 bool readRemainder(std::vector<char>& remainder)
 {
@@ -61,14 +74,8 @@ bool readRemainder(std::vector<char>& remainder)
                     "delete_old_log", logFilePath);
         return false;
     }
-    const std::streamoff size = file.pubseekoff(0, std::ios::end);
-    if (size < 0 || file.pubseekoff(trimmedBytes, std::ios::beg) < 0)
-    {
-        return false;
-    }
-    remainder.resize(static_cast<std::size_t>(std::max(size - trimmedBytes, std::streamoff{0})));
-    const auto kept = file.sgetn(remainder.data(), static_cast<std::streamsize>(remainder.size()));
-    remainder.resize(static_cast<std::size_t>(kept));
+    file.pubseekoff(trimmedBytes, std::ios::beg);
+    readToEnd(file, remainder);
     return true;
 }
 

@@ -35,7 +35,7 @@ bool is_property(const vtable_t& entry, std::string_view name)
 {
     const bool fits =
         entry.type == _SD_BUS_VTABLE_PROPERTY || entry.type == _SD_BUS_VTABLE_WRITABLE_PROPERTY;
-    return fits && name == entry.x.property.member;
+    return fits && name == entry.x.property.member; // NOLINT(*-union-access): sd-bus's own layout
 }
 
 /** The entry of a property, or the one that ends the vtable. */
@@ -43,7 +43,7 @@ const vtable_t& find_property(const vtable_t* entry, std::string_view name)
 {
     while (entry->type != _SD_BUS_VTABLE_END && !is_property(*entry, name))
     {
-        ++entry; // NOLINT(cppcoreguidelines-pro-bounds-pointer-arithmetic): sd-bus's own layout
+        ++entry; // NOLINT(*-pointer-arithmetic): so that the last one ends them
     }
     return *entry;
 }

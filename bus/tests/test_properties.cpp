@@ -3,6 +3,7 @@
 #include "component.hpp"
 #include "conversation.hpp"
 
+#include <array>
 #include <type_traits>
 
 namespace bus_test
@@ -106,6 +107,33 @@ TEST_F(Properties, ChangeIsAnnouncedWithThatOneNameAndValue)
     EXPECT_EQ(news[0].interface, "com.vexa.bevon.inventory.BaseSwInventory");
     EXPECT_EQ(news[0].changed, (Changed{{"CurrentVersionString", "1.2.3"}}));
     EXPECT_TRUE(news[0].invalidated.empty());
+}
+
+/** None of the definitions here has a property of the second kind. */
+TEST_F(Properties, FlagsDecideWhatIsTold)
+{
+    namespace vtable = sdbusplus::vtable;
+    const auto get_seven = [](sd_bus*, const char*, const char*, const char*, sd_bus_message* reply,
+                              void*, sd_bus_error*)
+    { return sd_bus_message_append(reply, "y", 7); };
+    const std::array entries{
+        vtable::start(),
+        vtable::property("Kept", "y", get_seven),
+        vtable::property("Told", "y", get_seven, vtable::property_::emits_change),
+        vtable::property("Dropped", "y", get_seven, vtable::property_::emits_invalidation),
+        vtable::property("Fixed", "y", get_seven, vtable::property_::const_),
+        vtable::end()};
+    const sdbusplus::server::interface_t mixed(service, service_path, "com.example.Mixed",
+                                               entries.data(), nullptr);
+    for (const char* name : {"Kept", "Told", "Dropped", "Fixed", "Unknown"})
+    {
+        mixed.property_changed(name);
+    }
+    const auto& news = all_announcements();
+    ASSERT_EQ(news.size(), 2U);
+    EXPECT_EQ(news[0].changed, (Changed{{"Told", uint8_t{7}}}));
+    EXPECT_EQ(news[1].changed, Changed{});
+    EXPECT_EQ(news[1].invalidated, std::vector<std::string>{"Dropped"});
 }
 
 TEST_F(Properties, EqualValueIsNotAnnounced)

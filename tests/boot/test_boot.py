@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import re
 
+import pytest
 from course import OBJECT, UNIT, Course
 from outfit import NEW_VERSION
 from tavrinsim import names
@@ -36,8 +37,11 @@ def test_it_can_write_only_where_it_must(booted: Course) -> None:
     assert options == {**read_only, "/var/log": "rw", "/var/board": "rw"}
 
 
-def test_systemd_finds_little_exposed(booted: Course) -> None:
-    shown = booted.machine.run("systemd-analyze", "security", "--no-pager", UNIT)
+@pytest.mark.parametrize(
+    "what", [(UNIT,), ("--offline=true", UNIT_FILE)], ids=["live", "offline"]
+)
+def test_systemd_finds_little_exposed(booted: Course, what: tuple[str, ...]) -> None:
+    shown = booted.machine.run("systemd-analyze", "security", "--no-pager", *what)
     (exposure,) = re.findall(r"Overall exposure level for \S+: ([0-9.]+)", shown)
     assert float(exposure) <= MOST_EXPOSURE
 
@@ -63,7 +67,11 @@ def test_a_complete_fru_read_publishes_the_cplds(published: Course) -> None:
 def test_an_update_starts_and_reaches_the_cpld(updated: Course) -> None:
     device = updated.board.device("pbb")
     assert updated.answer_to_update == "i 0"
-    assert (device.version, device.image_state, device.port_open) == (NEW_VERSION, "valid", False)
+    assert (device.version, device.image_state, device.port_open) == (
+        NEW_VERSION,
+        "valid",
+        False,
+    )
 
 
 def test_the_log_file_tells_of_the_update_to_root_alone(updated: Course) -> None:

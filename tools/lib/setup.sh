@@ -50,11 +50,14 @@ ensure_packages() {
     quietly apt-get -qq update
     # shellcheck disable=SC2086
     quietly apt-get -qq -y install --no-install-recommends $missing
+    installed=yes
 }
 
 # Where `build` builds, and how; tools that need a build of another kind have a folder of their own.
 build_folder=$root/build
 build_options=()
+# Set where something was just installed: what an earlier configuration did not find may be there now.
+installed=
 
 # Builds targets (all of them where none is named) in the build folder, which it configures if need be.
 build() {
@@ -64,6 +67,8 @@ build() {
     say "Building in $(basename "$build_folder")"
     if [ ! -f "$build_folder/build.ninja" ]; then
         meson setup "$build_folder" "$root" -Dwerror="$werror" "${build_options[@]}"
+    elif [ -n "$installed" ]; then
+        meson setup --reconfigure "$build_folder" "$root" -Dwerror="$werror"
     elif [ -n "${CI:-}" ]; then
         meson configure "$build_folder" -Dwerror=true
     fi

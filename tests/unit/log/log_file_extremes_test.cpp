@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 
 namespace
 {
@@ -16,6 +17,8 @@ constexpr auto logPath = "/var/log/tavrinupdate.log";
 
 /** How often the process wrote to any file. */
 std::atomic<unsigned> writes;
+/** Whether no place in any file can be found. */
+std::atomic<bool> seeksFail;
 
 class LogFileExtremes : public ServiceTest
 {
@@ -59,6 +62,27 @@ TEST_F(LogFileExtremes, AFileThatCannotBeReadIsNotRewritten)
     addlog("a");
     EXPECT_EQ(content(), old + "9216 : a");
     EXPECT_EQ(fakes::platformLog(), Log{notRead()});
+}
+
+TEST_F(LogFileExtremes, AFileInWhichThePlaceToCutCannotBeFoundIsLeftAsItIs)
+{
+    const std::string old(9216, 'o');
+    fakes::write(place(), old);
+    seeksFail = true;
+    delete_old_log();
+    seeksFail = false;
+    EXPECT_EQ(content(), old);
+    delete_old_log();
+    EXPECT_EQ(content(), old.substr(1024));
+}
+
+TEST_F(LogFileExtremes, AVeryLargeFileIsReadToItsEnd)
+{
+    std::string old(100000, 'o');
+    old.back() = 'e';
+    fakes::write(place(), old);
+    delete_old_log();
+    EXPECT_EQ(content(), old.substr(1024));
 }
 
 TEST_F(LogFileExtremes, AFullMediumLosesTheRecordAndIsToldToNobody)
@@ -146,4 +170,15 @@ extern "C" __attribute__((visibility("default"))) ssize_t writev(int fd, const i
 {
     ++writes;
     return fakes::nextSymbol<ssize_t(int, const iovec*, int)>("writev")(fd, parts, count);
+}
+
+extern "C" __attribute__((visibility("default"))) off64_t lseek64(int fd, off64_t offset,
+                                                                  int whence)
+{
+    if (seeksFail)
+    {
+        errno = ESPIPE;
+        return -1;
+    }
+    return fakes::nextSymbol<off64_t(int, off64_t, int)>("lseek64")(fd, offset, whence);
 }
