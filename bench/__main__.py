@@ -10,7 +10,7 @@ from pathlib import Path
 from rich.console import Console
 from tavrinsim.world import BINARY
 
-from . import bus, costs, log_file, plots, report, signature, start, update
+from . import bus, costs, document, log_file, plots, report, signature, start, update
 from .bench import Bench
 
 SUBJECTS = {
@@ -26,8 +26,8 @@ SUBJECTS = {
 WIDTH = 140
 
 
-def main() -> None:
-    """Measures, shows, draws, and names the goals that are missed."""
+def main() -> int:
+    """Measures, shows, draws; fails where a goal is missed and nobody knows why."""
     options = _options()
     console = Console(width=None if sys.stdout.isatty() else WIDTH)
     bench = Bench(options.binary.resolve(), options.output.resolve(), console)
@@ -39,10 +39,16 @@ def main() -> None:
     report.show(console, sections)
     report.write(bench.output / "bench.json", sections)
     plots.draw(bench.output / "plots", sections)
-    missed = report.misses(sections)
-    for words in missed:
-        console.print(f"[red]missed:[/red] {words}", highlight=False, soft_wrap=True)
-    console.print(f"{len(missed)} goals missed; figures and plots are in {bench.output}")
+    if options.document:
+        document.fill(bench.output, sections)
+    report.show_misses(console, sections)
+    missed = [figure for _, figure in report.misses(sections)]
+    unexplained = [figure for figure in missed if not figure.reason]
+    console.print(
+        f"{len(missed)} goals missed, {len(unexplained)} of them without a known reason"
+    )
+    console.print(f"figures and plots are in {bench.output}", highlight=False)
+    return 1 if unexplained else 0
 
 
 def _options() -> argparse.Namespace:
@@ -52,6 +58,9 @@ def _options() -> argparse.Namespace:
     )
     parser.add_argument("--binary", type=Path, default=BINARY, help="the service")
     parser.add_argument("--output", type=Path, default=Path("build-release"))
+    parser.add_argument(
+        "--document", action="store_true", help="also put the figures into docs/performance.md"
+    )
     options = parser.parse_args()
     if unknown := set(options.subjects) - set(SUBJECTS):
         parser.error(f"no such subject: {', '.join(unknown)} (there are {', '.join(SUBJECTS)})")
@@ -59,4 +68,4 @@ def _options() -> argparse.Namespace:
 
 
 if __name__ == "__main__":
-    main()
+    sys.exit(main())

@@ -18,8 +18,8 @@ class Figure:
     """One row of the table: values of one kind, one for each round.
 
     `unit` is "ratio" where two things were measured in pairs, else what is counted or "ms". The
-    median stands for all of them. `most` is the goal: more than that is a miss. `remark` says what
-    the number does not.
+    median stands for all of them. `most` is the goal: more than that is a miss, and `reason` says
+    why there may be one. `remark` says what the number does not.
     """
 
     name: str
@@ -27,6 +27,7 @@ class Figure:
     values: tuple[float, ...]
     most: float | None = None
     remark: str = ""
+    reason: str = ""
 
     @property
     def median(self) -> float:
@@ -43,18 +44,31 @@ class Figure:
         """Whether it has a goal and is above it."""
         return self.most is not None and self.median > self.most
 
+    @property
+    def words(self) -> str:
+        """What is to be said of it besides its numbers."""
+        return "; ".join(filter(None, (self.reason if self.missed else "", self.remark)))
+
+
+@dataclass
+class Plot:
+    """Lines by name, each a list of (x, y). `x` and `y` say what is measured, in what unit."""
+
+    x: str
+    y: str
+    lines: dict[str, list[tuple[float, float]]] = field(default_factory=dict)
+
 
 @dataclass
 class Section:
     """The figures of one subject, in the order in which they are read, and what draws them.
 
-    `series` holds the lines of the subject's plots: for each plot's name its lines by name, each a
-    list of (x, y).
+    `plots` holds the lines of the subject by their titles.
     """
 
     title: str
     figures: list[Figure] = field(default_factory=list)
-    series: dict[str, dict[str, list[tuple[float, float]]]] = field(default_factory=dict)
+    plots: dict[str, Plot] = field(default_factory=dict)
 
     def add(
         self,
@@ -63,9 +77,10 @@ class Section:
         values: Sequence[float],
         most: float | None = None,
         remark: str = "",
+        reason: str = "",
     ) -> Figure:
         """One more row."""
-        self.figures.append(Figure(name, unit, tuple(values), most, remark))
+        self.figures.append(Figure(name, unit, tuple(values), most, remark, reason))
         return self.figures[-1]
 
 

@@ -1,9 +1,9 @@
-"""Draws what the figures say: a plot of the ratios for each subject, and the lines that it has."""
+"""Draws what the figures say: a plot of each subject's ratios, and the lines that it has."""
 
 from __future__ import annotations
 
 import re
-from collections.abc import Mapping, Sequence
+from collections.abc import Sequence
 from pathlib import Path
 
 import matplotlib
@@ -14,9 +14,7 @@ matplotlib.rcParams["svg.hashsalt"] = "bench"
 
 import matplotlib.pyplot as plt  # noqa: E402
 
-from .figures import Figure, Section  # noqa: E402
-
-Points = Sequence[tuple[float, float]]
+from .figures import Figure, Plot, Section  # noqa: E402
 
 
 def draw(folder: Path, sections: Sequence[Section]) -> None:
@@ -26,8 +24,8 @@ def draw(folder: Path, sections: Sequence[Section]) -> None:
         compared = [figure for figure in section.figures if figure.unit == "ratio"]
         if compared:
             _draw_ratios(folder / _file_name(section.title), section.title, compared)
-        for title, lines in section.series.items():
-            _draw_lines(folder / _file_name(title), title, lines)
+        for title, plot in section.plots.items():
+            _draw_lines(folder / _file_name(title), title, plot)
 
 
 def _file_name(title: str) -> str:
@@ -45,16 +43,21 @@ def _draw_ratios(file: Path, title: str, figures: Sequence[Figure]) -> None:
     axes.axvline(1, color="gray", linewidth=0.8)
     axes.set_yticks(range(len(figures)), [figure.name for figure in figures])
     axes.invert_yaxis()
-    axes.set_title(f"{title}: ratios (red: the goal)")
+    axes.set_xlabel("ratio (red: the goal)")
+    axes.set_title(title)
     _save(drawing, file)
 
 
-def _draw_lines(file: Path, title: str, lines: Mapping[str, Points]) -> None:
+def _draw_lines(file: Path, title: str, plot: Plot) -> None:
     drawing, axes = plt.subplots(figsize=(8, 4))
-    for name, points in lines.items():
+    for name, points in plot.lines.items():
         axes.plot(*zip(*points), "o-", label=name)
     axes.set_xscale("log", base=2)
+    measured = sorted({x for points in plot.lines.values() for x, _ in points})
+    axes.set_xticks(measured, [f"{x:g}" for x in measured])
     axes.set_ylim(bottom=0)
+    axes.set_xlabel(plot.x)
+    axes.set_ylabel(plot.y)
     axes.set_title(title)
     axes.legend()
     _save(drawing, file)

@@ -11,6 +11,7 @@ from rich.console import Console
 from rich.table import Table
 
 from .figures import Figure, Section
+from .surroundings import surroundings
 
 
 def show(console: Console, sections: Sequence[Section]) -> None:
@@ -21,7 +22,7 @@ def show(console: Console, sections: Sequence[Section]) -> None:
         for heading in ("median", "least", "largest", "goal"):
             table.add_column(heading, justify="right")
         table.add_column("unit")
-        if any(figure.remark for figure in section.figures):
+        if any(figure.words for figure in section.figures):
             table.add_column("")
         for figure in section.figures:
             row = _row(figure)[: len(table.columns)]
@@ -30,18 +31,32 @@ def show(console: Console, sections: Sequence[Section]) -> None:
 
 
 def write(file: Path, sections: Sequence[Section]) -> None:
-    """All values of all rounds, as JSON."""
-    file.write_text(json.dumps([asdict(section) for section in sections], indent=1) + "\n")
+    """All values of all rounds, as JSON; sections of earlier runs stay until they are measured anew."""
+    here = surroundings()
+    contents = json.loads(file.read_text()) if file.exists() else {}
+    contents |= {
+        section.title: {"measured on": here, **asdict(section)} for section in sections
+    }
+    file.write_text(json.dumps(contents, indent=1) + "\n")
 
 
-def misses(sections: Sequence[Section]) -> list[str]:
-    """What is above its goal, in words."""
+def misses(sections: Sequence[Section]) -> list[tuple[str, Figure]]:
+    """What is above its goal, each with its section's title."""
     return [
-        f"{section.title}, {figure.name}: {number(figure.median)} {figure.unit}, more than {number(figure.most)}"
+        (section.title, figure)
         for section in sections
         for figure in section.figures
-        if figure.missed and figure.most is not None
+        if figure.missed
     ]
+
+
+def show_misses(console: Console, sections: Sequence[Section]) -> None:
+    """One line for each, with the reason where it is known."""
+    for title, figure in misses(sections):
+        assert figure.most is not None
+        words = f"{title}, {figure.name}: {number(figure.median)}, goal {number(figure.most)}"
+        reason = f" ({figure.reason})" if figure.reason else ""
+        console.print(f"[red]missed:[/red] {words}{reason}", highlight=False, soft_wrap=True)
 
 
 def number(value: float) -> str:
@@ -52,4 +67,4 @@ def number(value: float) -> str:
 def _row(figure: Figure) -> tuple[str, ...]:
     goal = "" if figure.most is None else f"≤ {number(figure.most)}"
     spread = map(number, figure.spread) if len(figure.values) > 1 else ("", "")
-    return figure.name, number(figure.median), *spread, goal, figure.unit, figure.remark
+    return figure.name, number(figure.median), *spread, goal, figure.unit, figure.words

@@ -30,7 +30,7 @@ def make_calls(
 
     `pause` is before each call, in microseconds.
     """
-    words = [str(bench.program("bus/bus-calls")), world.bus.address, call.name]
+    words = [str(bench.program("bus/bus_calls")), world.bus.address, call.name]
     done = subprocess.run(
         [*words, *map(str, (blocks, number, pause))],
         text=True,

@@ -1,5 +1,7 @@
 #include "component.h"
 
+#include "bench/support.h"
+
 #include <stddef.h>
 
 /** Nothing that is measured: a call that is answered with "not all were stored". */
@@ -100,23 +102,26 @@ static const struct
 {
     const char* name;
     const sd_bus_vtable* table;
-} interfaces[] = {
-    {"com.vexa.bevon.cmnupdate.comp_mprop_dri_registration", registration_table},
-    {"com.vexa.bevon.cmnupdate.comp_update", update_table},
-    {"com.vexa.bevon.inventory.BaseSwInventory", base_table},
-    {"com.vexa.bevon.inventory.TavrinInventory", inventory_table},
+} interfaces[interface_count] = {
+    [registration_interface] = {"com.vexa.bevon.cmnupdate.comp_mprop_dri_registration",
+                                registration_table},
+    [update_interface] = {"com.vexa.bevon.cmnupdate.comp_update", update_table},
+    [base_interface] = {"com.vexa.bevon.inventory.BaseSwInventory", base_table},
+    [inventory_interface] = {"com.vexa.bevon.inventory.TavrinInventory", inventory_table},
 };
 
-int serve_component(sd_bus* bus, const char* path, struct component* component)
+void serve_interface(sd_bus* bus, const char* path, enum interface interface,
+                     struct component* component)
 {
-    for (size_t i = 0; i < sizeof(interfaces) / sizeof(interfaces[0]); ++i)
+    must(sd_bus_add_object_vtable(bus, NULL, path, interfaces[interface].name,
+                                  interfaces[interface].table, component),
+         path);
+}
+
+void serve_component(sd_bus* bus, const char* path, struct component* component)
+{
+    for (enum interface interface = 0; interface < interface_count; ++interface)
     {
-        const int result = sd_bus_add_object_vtable(bus, NULL, path, interfaces[i].name,
-                                                    interfaces[i].table, component);
-        if (result < 0)
-        {
-            return result;
-        }
+        serve_interface(bus, path, interface, component);
     }
-    return 0;
 }

@@ -94,8 +94,22 @@ struct component
     struct inventory inventory;
 };
 
-/** Puts the four interfaces onto the bus. @return negative errno where one cannot be added */
-int serve_component(sd_bus* bus, const char* path, struct component* component);
+/** In the order in which the service has them on the bus. */
+enum interface
+{
+    registration_interface,
+    update_interface,
+    base_interface,
+    inventory_interface,
+    interface_count,
+};
 
-/** Handler of `CompFirmwareUpdate`, which refuses every call. */
+/** Puts one interface onto the bus. The program ends where that cannot be. */
+void serve_interface(sd_bus* bus, const char* path, enum interface interface,
+                     struct component* component);
+
+/** Puts all of them onto the bus. */
+void serve_component(sd_bus* bus, const char* path, struct component* component);
+
+/** Handler of `CompFirmwareUpdate`, which each program has to have. */
 int refuse_update(sd_bus_message* call, void* component, sd_bus_error* error);

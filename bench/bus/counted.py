@@ -17,11 +17,11 @@ from .served import PATIENCE, minimal_command, our_command, started
 
 VALGRIND = "/usr/bin/valgrind"
 
-# In microseconds: a call that comes while the service still looks whether there is another one saves
-# it a part of the looking, now and then.
+# In microseconds: a call that comes while the service still looks whether there is another one
+# saves it a part of the looking, now and then.
 PAUSE = 500
 
-# They repeat; two show it.
+# They hardly vary; two show it.
 COUNTS = 2
 
 
@@ -50,8 +50,8 @@ class Counted:
     def count(self, call: Call) -> list[float]:
         """Instructions of one call, COUNTS times.
 
-        Each is the difference of two runs, so that what the asking itself costs drops out. Before
-        them, buffers and the log file get to the size that they keep.
+        Each is the difference of two runs, so that what the asking itself costs drops out.
+        Before them, buffers and the log file get to the size that they keep.
         """
         self._control("--instr=on")
         self._count_run(call, call.counted)
@@ -62,6 +62,8 @@ class Counted:
         make_calls(self.bench, self.world, call, 1, number, PAUSE)
         self._control("--dump")
         profiles = list(self.world.folder.glob("profile.*"))
+        if not profiles:
+            raise RuntimeError(f"{call.name}: callgrind has written nothing")
         total = sum(_total(profile) for profile in profiles)
         for profile in profiles:
             profile.unlink()
@@ -83,10 +85,12 @@ def _profiler(world: World) -> list[str]:
 
 
 def _meeting_point(world: World) -> str:
-    """Where the profiler takes orders: in a folder that is seen from inside and from outside."""
+    """Where the profiler takes orders: a folder that is seen from inside and from outside."""
     return f"--vgdb-prefix={world.folder}/vgdb"
 
 
 def _total(profile: Path) -> int:
     found = re.search(r"^totals: (\d+)", profile.read_text(), re.M)
-    return int(found[1]) if found else 0
+    if found is None:
+        raise RuntimeError(f"{profile} has no totals")
+    return int(found[1])

@@ -21,7 +21,7 @@ PATIENCE = 120
 
 @dataclass(frozen=True)
 class Cost:
-    """What a call takes, in nanoseconds: from the caller's side, and of the service's processor."""
+    """What a call takes, in ns: from the caller's side, and of the service's processor."""
 
     latency: float
     processor: float
@@ -74,7 +74,7 @@ def started(
     """
     with World(bench.binary, Setting(counts=counts, monitored=False)) as world:
         program, *arguments = [*profiler(world), *command]
-        log = bench.program("bus/libquietlog.so")
+        log = bench.program("bus/libquiet_log.so")
         simulated = {} if str(bench.binary) in command else {"LD_PRELOAD": str(log)}
         world.start([log], simulated, program=Path(program), arguments=arguments)
         world.wait_published(PATIENCE)
@@ -89,7 +89,7 @@ def our_command(bench: Bench) -> list[str]:
 def minimal_command(bench: Bench, counts: Mapping[str, int]) -> list[str]:
     """The minimal service's command line."""
     return [
-        str(bench.program("bus/minimal-service")),
+        str(bench.program("bus/minimal_service")),
         *(str(counts[kind]) for kind in names.KINDS),
     ]
 

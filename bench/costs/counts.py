@@ -1,15 +1,16 @@
-"""What a service's start and updates cost, as numbers that are the same in every run.
+"""What a service's start and updates cost, as numbers that hardly differ from run to run.
 
     count(binary)                       all of them, by name
     python3 -m bench.costs.counts --record [--binary PATH]
-                                        writes them down, as those that later ones are compared with
+                                        writes them down, as those that later ones are compared
+                                        with
 """
 
 from __future__ import annotations
 
 import argparse
 import json
-import os
+import platform
 from collections.abc import Mapping
 from pathlib import Path
 
@@ -17,13 +18,20 @@ from tavrinsim.world import BINARY
 
 from . import instructions
 from .phase_costs import PhaseCosts, costs_of
+from .system_calls import Purpose
 from .watched_run import watch
 
 RECORDED = Path(__file__).with_name("recorded.json")
 
-# Purposes of system calls that the service decides on: one more for each record, say, would be lost
-# in the sum.
-OWN = ("log file", "CPLDs", "payload and key", "messages", "connections")
+# Purposes of system calls that the service decides on: one more for each record, say, would be
+# lost in the sum.
+OWN = (
+    Purpose.LOG_FILE,
+    Purpose.CPLDS,
+    Purpose.PAYLOAD,
+    Purpose.MESSAGES,
+    Purpose.CONNECTIONS,
+)
 
 # How far from what was written down a count may be.
 TOLERATED = 0.05
@@ -58,10 +66,16 @@ def repeatable(costs: PhaseCosts) -> dict[str, int]:
     }
 
 
+def machine() -> str:
+    """What the libraries' part depends on: the processor's kind and the distribution."""
+    release = platform.freedesktop_os_release()
+    return f"{platform.machine()} {release['ID'].capitalize()} {release.get('VERSION_ID', '')}"
+
+
 def recorded() -> dict[str, int]:
-    """The counts written down for this kind of machine; empty where there are none."""
+    """The counts written down for such a machine; empty where there are none."""
     known: dict[str, dict[str, int]] = json.loads(RECORDED.read_text())
-    return known.get(os.uname().machine, {})
+    return known.get(machine(), {})
 
 
 def changes(counts: Mapping[str, int], before: Mapping[str, int]) -> list[str]:
@@ -86,7 +100,7 @@ def main() -> None:
     counts = count(options.binary.resolve())
     if options.record:
         known = json.loads(RECORDED.read_text()) if RECORDED.exists() else {}
-        known[os.uname().machine] = counts
+        known[machine()] = counts
         RECORDED.write_text(json.dumps(known, indent=1, sort_keys=True) + "\n")
     print(json.dumps(counts, indent=1))
 

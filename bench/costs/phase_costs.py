@@ -8,28 +8,30 @@ from dataclasses import dataclass
 
 from tavrinsim import names
 
-from .system_calls import PROCESS_START, WAITING
+from .system_calls import Purpose
 from .watched_run import Phase, TraceLine
 
 # Level and module of the lines that are records of the log file, too.
 RECORD = {"level": 1, "module": 352}
 
-# What depends on the machine's libraries, and on who was faster, is shown and compared with nothing.
-INCIDENTAL = (PROCESS_START, WAITING)
+# What is shown and compared with nothing: the libraries of the machine decide on the first, who
+# was faster on the second, and on the third where the C library finds room for a thread.
+INCIDENTAL = (Purpose.PROCESS_START, Purpose.WAITING, Purpose.MEMORY)
 
-CPLD_CALLS = "CPLDs"
+# The simulated programming library's own words about its run; no one calls it with them.
+TOLD_BY_LIBRARY = ("cpldfwupdate.progress", "cpldfwupdate.finish")
 
 
 @dataclass(frozen=True)
 class PhaseCosts:
     """Counts of one phase.
 
-    `system_calls` are by purpose. A transfer is one of them, though the simulated bus needs none for
-    it. `connections` are those to the bus that were opened, `platform_calls` all calls of the
-    platform's libraries but for the platform log's.
+    `system_calls` are by purpose. A transfer is one of them, though the simulated bus needs
+    none for it. `connections` are those to the bus that were opened, `platform_calls` the
+    service's calls of the platform's libraries but for the platform log's.
     """
 
-    system_calls: Mapping[str, int]
+    system_calls: Mapping[Purpose, int]
     transfers: int
     connections: int
     sent: int
@@ -40,7 +42,7 @@ class PhaseCosts:
 
     @property
     def own_calls(self) -> int:
-        """System calls that are the same in every run, on every machine."""
+        """System calls that follow from what the service does, not from the machine's mood."""
         return sum(n for purpose, n in self.system_calls.items() if purpose not in INCIDENTAL)
 
 
@@ -59,7 +61,7 @@ def _costs(phase: Phase, own: set[str]) -> PhaseCosts:
     messages = phase.traced("bus")
     transfers = len(phase.traced("transfer"))
     calls = Counter(call.purpose for call in phase.calls)
-    calls[CPLD_CALLS] += transfers
+    calls[Purpose.CPLDS] += transfers
     return PhaseCosts(
         system_calls=calls,
         transfers=transfers,
@@ -67,11 +69,13 @@ def _costs(phase: Phase, own: set[str]) -> PhaseCosts:
         sent=sum(line["sender"] in own for line in messages),
         received=sum(_reaches(line, own) for line in messages),
         records=sum(RECORD.items() <= line.items() for line in phase.traced("log")),
-        platform_calls=len(phase.traced("call")),
+        platform_calls=sum(
+            line["name"] not in TOLD_BY_LIBRARY for line in phase.traced("call")
+        ),
         allocations=phase.allocations,
     )
 
 
 def _reaches(line: TraceLine, own: set[str]) -> bool:
-    """Whether the service gets the message; a lost name is told to a connection that has gone."""
+    """Whether the service gets the message; of a lost name one is told who has gone."""
     return line["destination"] in own | {names.SERVICE} and line["member"] != "NameLost"

@@ -1,54 +1,65 @@
-"""The system calls of a service, as `strace -f -y -ttt` writes them down, by what they are for."""
+"""The system calls of a service, as `strace -f -y -ttt` tells them, by what they are for."""
 
 from __future__ import annotations
 
 import re
 from collections.abc import Iterable, Iterator
 from dataclasses import dataclass, replace
+from enum import StrEnum
 
 # "<number of the thread> <seconds> <rest>"
 _LINE = re.compile(r"(\d+) +(\d+\.\d+) (.*)")
 _BEGUN = " <unfinished ...>"
 _RESUMED = re.compile(r"<\.\.\. (\w+) resumed>(.*)")
 
-# Whatever goes on in the simulated controller is not the service's: its files, and the numbers that
-# it writes into every line of its trace.
+# Whatever goes on in the simulated controller is not the service's: its files, and the numbers
+# that it writes into every line of its trace.
 _SIMULATION = re.compile(r"/board/|^(?:getpid|gettid)\(")
 
-WAITING = "waiting"
-PAYLOAD = "payload and key"
 
-# Up to the first connection to the bus: libraries are loaded, libcrypto sets itself up.
-PROCESS_START = "process start"
+class Purpose(StrEnum):
+    """What a call is for."""
 
-# The first purpose that fits is the call's. How often somebody has to wait, or looks whether
-# something has come, depends on who was faster: the rest is the same in every run.
-_PURPOSES = (
-    (
-        WAITING,
-        r"(?:ppoll|epoll_wait|futex|clock_nanosleep|restart_syscall)\(|recvmsg\(.* EAGAIN ",
+    # Up to the first connection to the bus: libraries are loaded, libcrypto sets itself up.
+    PROCESS_START = "process start"
+    WAITING = "waiting"
+    LOG_FILE = "log file"
+    CPLDS = "CPLDs"
+    PAYLOAD = "payload and key"
+    MESSAGES = "messages"
+    CONNECTIONS = "connections"
+    EVENT_LOOP = "event loop"
+    THREADS = "threads"
+    RANDOM_NUMBERS = "random numbers"
+    MEMORY = "memory"
+    OTHERS = "others"
+
+
+# The first that fits is the call's purpose.
+_PATTERNS = {
+    Purpose.WAITING: (
+        r"(?:ppoll|epoll_wait|futex|clock_nanosleep|restart_syscall)\(|recvmsg\(.* EAGAIN "
     ),
-    ("log file", r"\w+\(.*/var/log/tavrinupdate\.log"),
-    ("CPLDs", r"\w+\(.*i2c "),
-    (PAYLOAD, r"\w+\(.*(?:/payloads/|/etc/shared_keys/)"),
-    ("messages", r"(?:sendmsg|recvmsg)\("),
-    (
-        "connections",
-        r"(?:socket|connect)\(|(?:[gs]etsockopt|getsockname|newfstatat|close|fcntl)\(\d+<socket:",
+    Purpose.LOG_FILE: r"\w+\(.*/var/log/tavrinupdate\.log",
+    Purpose.CPLDS: r"\w+\(.*i2c ",
+    Purpose.PAYLOAD: r"\w+\(.*(?:/payloads/|/etc/shared_keys/)",
+    Purpose.MESSAGES: r"(?:sendmsg|recvmsg)\(",
+    Purpose.CONNECTIONS: (
+        r"(?:socket|connect)\("
+        r"|(?:[gs]etsockopt|getsockname|newfstatat|close|fcntl)\(\d+<socket:"
     ),
-    (
-        "event loop",
-        r"(?:eventfd2|epoll_create1|timerfd_create|epoll_ctl)\(|\w+\(\d+<anon_inode:",
+    Purpose.EVENT_LOOP: (
+        r"(?:eventfd2|epoll_create1|timerfd_create|epoll_ctl)\("
+        r"|\w+\(\d+<anon_inode:|ioctl\(.* FIONBIO"
     ),
-    (
-        "threads",
-        r"(?:clone3|set_robust_list|rseq|rt_sigprocmask|exit|madvise|prctl)\(|.*MAP_STACK",
+    # The signal is the one that the C library keeps for its threads.
+    Purpose.THREADS: (
+        r"(?:clone3|set_robust_list|rseq|rt_sigprocmask|exit|madvise|prctl)\("
+        r"|.*MAP_STACK|rt_sigaction\(SIGRT_1,"
     ),
-    ("memory", r"(?:brk|mmap|munmap|mprotect)\("),
-)
-_PATTERNS = [(purpose, re.compile(pattern)) for purpose, pattern in _PURPOSES]
-OTHERS = "others"
-PURPOSES = (PROCESS_START, *(purpose for purpose, _ in _PURPOSES), OTHERS)
+    Purpose.RANDOM_NUMBERS: r"getrandom\(",
+    Purpose.MEMORY: r"(?:brk|mmap|munmap|mprotect)\(",
+}
 
 
 @dataclass(frozen=True)
@@ -58,7 +69,7 @@ class SystemCall:
     thread: int
     time: float
     text: str
-    purpose: str = OTHERS
+    purpose: Purpose = Purpose.OTHERS
 
     @property
     def name(self) -> str:
@@ -74,16 +85,17 @@ def read(lines: Iterable[str]) -> list[SystemCall]:
     own = []
     for call in calls:
         connected = connected or call.name == "socket"
-        purpose = _purpose(call.text) if connected else PROCESS_START
+        purpose = _purpose(call.text) if connected else Purpose.PROCESS_START
         # The programming library reads the payload for itself, on the worker's thread.
-        of_library = purpose == PAYLOAD and call.thread != main_thread
+        of_library = purpose == Purpose.PAYLOAD and call.thread != main_thread
         if not of_library and not _SIMULATION.search(call.text):
             own.append(replace(call, purpose=purpose))
     return own
 
 
-def _purpose(text: str) -> str:
-    return next((purpose for purpose, pattern in _PATTERNS if pattern.match(text)), OTHERS)
+def _purpose(text: str) -> Purpose:
+    fitting = (purpose for purpose, pattern in _PATTERNS.items() if re.match(pattern, text))
+    return next(fitting, Purpose.OTHERS)
 
 
 def _whole(lines: Iterable[str]) -> Iterator[SystemCall]:

@@ -114,7 +114,7 @@ class WatchedService:
         )
 
     def _wait_for_monitor(self) -> None:
-        """Lets the trace have all messages so far: the monitor gets them in order, but later."""
+        """Lets the trace have all messages so far: the monitor gets them later, in order."""
         start = self._world.trace.mark()
         self._world.client.owner()
         self._world.trace.wait_for(start=start, what="bus", member="GetNameOwner")
@@ -143,7 +143,7 @@ def wait_started(world: World) -> None:
 
 
 def main_thread_rests(world: World) -> bool:
-    """Whether the main thread sleeps; where it has no call of its own open, it waits for events."""
+    """Whether the main thread sleeps; with no call of its own open, it waits for events."""
     assert world.service is not None
     pid = world.service.pid
     state = Path(f"/proc/{pid}/task/{pid}/stat").read_text().rpartition(")")[2].split()[0]

@@ -3,8 +3,8 @@
 
 usage: run_repeatedly.py COUNT PROGRAM [ARGUMENT...]
 
-Standard output gets a JSON list with, for each run, the processor time in seconds, the wall time in
-seconds, and the largest memory in KiB. A run that fails ends everything.
+Standard output gets a JSON list with, for each run, the processor time in seconds, the wall
+time in seconds, and the largest memory in KiB. A run that fails ends everything.
 """
 
 import json

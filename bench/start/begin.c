@@ -6,22 +6,22 @@
  * usage: begin PROGRAM [ARGUMENT...]
  */
 
+#include "bench/support.h"
+
+#include <inttypes.h>
 #include <stdio.h>
-#include <time.h>
 #include <unistd.h>
 
 int main(int argc, char* argv[])
 {
-    struct timespec now;
-    long long used = 0;
+    int64_t used = 0;
     FILE* const file = fopen("/proc/self/schedstat", "re");
-    if (argc < 2 || file == NULL || fscanf(file, "%lld", &used) != 1)
+    if (argc < 2 || file == NULL || fscanf(file, "%" SCNd64, &used) != 1)
     {
         return 2;
     }
     fclose(file);
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    printf("%lld %lld\n", now.tv_sec * 1000000000LL + now.tv_nsec, used);
+    printf("%" PRId64 " %" PRId64 "\n", now(), used);
     fflush(stdout);
     execv(argv[1], &argv[1]);
     perror(argv[1]);

@@ -10,7 +10,7 @@ from contextlib import contextmanager
 from tavrinsim.world import World
 
 from ..bench import Bench
-from ..platform.record import Moment, Record
+from ..prompt_platform.record import Moment, Record
 
 # In seconds.
 REST = 1.0
@@ -26,7 +26,8 @@ class BareReports:
     def send(self, count: int) -> list[Moment]:
         """Sends some reports, one right after the other; what was seen of them.
 
-        An update's reports come after a rest, when the processor has other things in its caches.
+        An update's reports come after a rest, when the processor has other things in its
+        caches.
         """
         assert self._process.stdin is not None and self._process.stdout is not None
         start = self._record.count
@@ -42,7 +43,7 @@ def bare_reports(bench: Bench, world: World) -> Iterator[BareReports]:
     """The program in the world's view and on its bus."""
     record = Record(world.folder / "bare-record")
     variables = record.variables | world.bus.environment()
-    variables["LD_PRELOAD"] = str(bench.program("platform/libprompt_platform.so"))
+    variables["LD_PRELOAD"] = str(bench.program("prompt_platform/libprompt_platform.so"))
     words = ["/usr/bin/env", *(f"{name}={value}" for name, value in variables.items())]
     words += [str(bench.program("update/bare_report")), "PBBCPLD.Embedded.1", "1"]
     process = subprocess.Popen(

@@ -16,7 +16,7 @@ from tavrinsim.world import World
 
 @dataclass(frozen=True)
 class Message:
-    """A message as the coordinator saw it: the monotonic clock in nanoseconds, what, its numbers."""
+    """A message as the coordinator saw it: when in nanoseconds, what, its numbers."""
 
     time: int
     what: str
@@ -36,7 +36,7 @@ class PromptCoordinator:
             self._next("registration")
 
     def update(self, kind: names.Kind, directory: Path) -> list[Message]:
-        """One job for the first CPLD of a kind; its messages from its beginning to its success."""
+        """One job for the first CPLD of a kind; its messages up to its success."""
         self._transaction += 1
         words = [kind.object_path(1), kind.fqdd(1), self._transaction]
         assert self._process.stdin is not None
@@ -47,7 +47,7 @@ class PromptCoordinator:
         return messages
 
     def _next(self, wanted: str | None = None) -> Message:
-        """The next message, or the next of a kind; there may be reports that are nobody's job's."""
+        """The next message, or the next of a kind; some reports are nobody's job's."""
         assert self._process.stdout is not None
         for line in self._process.stdout:
             time, what, *numbers = line.split()

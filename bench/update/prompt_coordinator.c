@@ -14,15 +14,15 @@
  * answer), "report" (with status and percentage) or "registration". Ends with its input.
  */
 
+#include "bench/support.h"
+
 #include <errno.h>
 #include <inttypes.h>
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
-#include <string.h>
 #include <systemd/sd-bus.h>
 #include <systemd/sd-event.h>
-#include <time.h>
 #include <unistd.h>
 
 #define SERVICE "com.vexa.bevon.tavrinupdate"
@@ -41,22 +41,6 @@ static struct
     uint32_t component;
     char directory[512];
 } job;
-
-static void must(int result, const char* what)
-{
-    if (result < 0)
-    {
-        fprintf(stderr, "prompt_coordinator: %s: %s\n", what, strerror(-result));
-        exit(1);
-    }
-}
-
-static int64_t now(void)
-{
-    struct timespec time;
-    clock_gettime(CLOCK_MONOTONIC, &time);
-    return time.tv_sec * INT64_C(1000000000) + time.tv_nsec;
-}
 
 static void must_succeed(sd_bus_message* reply)
 {

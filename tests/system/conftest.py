@@ -11,7 +11,7 @@ from typing import Any
 import pytest
 
 ROOT = Path(__file__).resolve().parents[2]
-sys.path[:0] = [str(ROOT / "sim"), str(ROOT / "tests")]
+sys.path[:0] = [str(ROOT), str(ROOT / "sim"), str(ROOT / "tests")]
 
 # Found through the paths above.
 from reliability import sanitizers  # noqa: E402

@@ -8,7 +8,7 @@ from dataclasses import dataclass
 from pathlib import Path
 
 CAPACITY = 65535
-HEADER = struct.Struct("<QQQq96x")
+HEADER = struct.Struct("<QQq104x")
 MOMENT = struct.Struct("<qq112s")
 
 
@@ -35,8 +35,8 @@ class Record:
         return {"BENCH_RECORD": str(self.file)}
 
     @property
-    def transfers(self) -> tuple[int, int, int]:
-        """Transfers, their bits, and the nanoseconds that they took."""
+    def transfers(self) -> tuple[int, int]:
+        """The bits of all transfers, and the nanoseconds that they took."""
         return self._header()[1:]
 
     def moments(self, start: int = 0) -> list[Moment]:
@@ -51,9 +51,10 @@ class Record:
             raise RuntimeError(f"more happened than {self.file} can hold")
         return count
 
-    def _header(self) -> tuple[int, int, int, int]:
+    def _header(self) -> tuple[int, int, int]:
         with self.file.open("rb") as file:
-            return HEADER.unpack(file.read(HEADER.size))
+            count, bits, nanoseconds = HEADER.unpack(file.read(HEADER.size))
+        return count, bits, nanoseconds
 
     def _read(self, start: int, end: int) -> Iterator[Moment]:
         with self.file.open("rb") as file:

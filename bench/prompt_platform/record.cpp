@@ -29,10 +29,9 @@ constexpr std::uint64_t capacity = 65535;
 struct Record
 {
     std::atomic<std::uint64_t> count;
-    std::atomic<std::uint64_t> transfers;
     std::atomic<std::uint64_t> bits;
     std::atomic<std::int64_t> nanoseconds;
-    std::uint64_t unused[12];
+    std::uint64_t unused[13];
     Moment moments[capacity];
 };
 
@@ -87,7 +86,6 @@ void noteTransfer(std::uint64_t bits, std::int64_t nanoseconds)
 {
     if (Record* const kept = record(); kept != nullptr)
     {
-        ++kept->transfers;
         kept->bits += bits;
         kept->nanoseconds += nanoseconds;
     }

@@ -11,7 +11,7 @@ MEMORY = "/dev/shm"
 
 @contextmanager
 def in_memory() -> Iterator[None]:
-    """Worlds that begin here lie in memory, as /var/log does on a controller: no disk is measured."""
+    """Worlds that begin here lie in memory: a disk would be measured otherwise."""
     before = tempfile.tempdir
     tempfile.tempdir = MEMORY
     try:
