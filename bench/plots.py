@@ -11,19 +11,24 @@ import matplotlib
 matplotlib.use("svg")
 # The same figures make the same bytes.
 matplotlib.rcParams["svg.hashsalt"] = "bench"
+# Letters as letters, not as shapes.
+matplotlib.rcParams["svg.fonttype"] = "none"
 
 import matplotlib.pyplot as plt  # noqa: E402
 
 from .figures import Figure, Plot, Section  # noqa: E402
+
+# From here on a plain axis would not tell apart what is near to 1.
+WIDE = 3
 
 
 def draw(folder: Path, sections: Sequence[Section]) -> None:
     """Writes the plots of all subjects into the folder, each named after its subject."""
     folder.mkdir(parents=True, exist_ok=True)
     for section in sections:
-        compared = [figure for figure in section.figures if figure.unit == "ratio"]
-        if compared:
-            _draw_ratios(folder / _file_name(section.title), section.title, compared)
+        ratios = [figure for figure in section.figures if figure.unit == "ratio"]
+        if aimed := [figure for figure in ratios if figure.most is not None]:
+            _draw_ratios(folder / _file_name(section.title), section.title, aimed)
         for title, plot in section.plots.items():
             _draw_lines(folder / _file_name(title), title, plot)
 
@@ -34,15 +39,18 @@ def _file_name(title: str) -> str:
 
 def _draw_ratios(file: Path, title: str, figures: Sequence[Figure]) -> None:
     """Every round's ratio as a dot, the median as a bar, the goal as a mark."""
+    largest = max(max(figure.values) for figure in figures)
     drawing, axes = plt.subplots(figsize=(8, 0.8 + 0.4 * len(figures)))
     for row, figure in enumerate(figures):
         axes.plot(figure.values, [row] * len(figure.values), "o", color="tab:blue", alpha=0.4)
         axes.plot(figure.median, row, "|", color="tab:blue", markersize=16)
-        if figure.most is not None:
-            axes.plot(figure.most, row, "<", color="tab:red")
+        axes.plot(figure.most, row, "<", color="tab:red")
     axes.axvline(1, color="gray", linewidth=0.8)
     axes.set_yticks(range(len(figures)), [figure.name for figure in figures])
     axes.invert_yaxis()
+    if largest > WIDE:
+        axes.set_xscale("log")
+        axes.set_xticks([1, 2, 5, 10], ["1", "2", "5", "10"])
     axes.set_xlabel("ratio (red: the goal)")
     axes.set_title(title)
     _save(drawing, file)
