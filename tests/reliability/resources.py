@@ -55,11 +55,16 @@ def _descriptors(pid: int) -> Counter[str]:
 
 def threads(pid: int) -> set[int]:
     """The process's threads, but for the one that a sanitizer or an emulator may have for itself."""
-    emulated = Path(os.readlink(f"/proc/{pid}/exe")).name.startswith("qemu-")
-    mask = _EMULATORS_MASK if emulated else _SANITIZERS_MASK
+    mask = _EMULATORS_MASK if _is_emulated(pid) else _SANITIZERS_MASK
     return {
         int(task) for task in os.listdir(f"/proc/{pid}/task") if not _blocks(pid, task, mask)
     }
+
+
+def _is_emulated(pid: int) -> bool:
+    with suppress(FileNotFoundError):  # a process that has ended has no program any more
+        return Path(os.readlink(f"/proc/{pid}/exe")).name.startswith("qemu-")
+    return False
 
 
 def _blocks(pid: int, task: str, mask: str) -> bool:

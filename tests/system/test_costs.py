@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import json
 import shutil
+import subprocess
 from pathlib import Path
 
 import pytest
@@ -32,6 +33,9 @@ def reason_to_skip(binary: Path, folder: Path) -> str:
         return "this view traces, and there is no second tracer"
     if missing := [tool for tool in ("strace", "valgrind") if shutil.which(tool) is None]:
         return f"not installed: {' '.join(missing)}"
+    trial = subprocess.run(["strace", "-qq", "-o", "/dev/null", "true"], check=False)
+    if trial.returncode != 0:
+        return "no program may trace another one here"
     if not counts.recorded():
         return f"no counts are written down for {counts.machine()}; {ANEW}"
     described = binary.parent / "meson-info" / "intro-buildoptions.json"
