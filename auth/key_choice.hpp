@@ -4,8 +4,8 @@
  * @file
  * Which public key a payload must be signed for.
  *
- * The choice rests on the component and on the key-revision code in the payload's header, so that
- * boards of different hardware revisions accept only payloads made for them.
+ * The choice rests on the component and on the key-revision code in the payload's own header. No
+ * board is asked for its revision: each of a component's three keys signs for every board of it.
  */
 
 #include "service/payload_header.hpp"

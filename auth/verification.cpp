@@ -37,7 +37,8 @@ bool readExactly(std::ifstream& file, std::span<std::uint8_t> target)
 /** Loads the key that the header asks for. @return null on failure, which has been logged */
 PublicKeyPtr loadKey(const PayloadHeader& header)
 {
-    // Refuses curves smaller than P-384, whose key takes 120 bytes in DER.
+    // A P-384 key has 120 bytes, a P-256 key 91. Nothing else is asked of a key: any that is long
+    // enough counts, and who may write key files answers for it.
     constexpr std::size_t shortestDer = 96;
 
     std::string keyPath;

@@ -151,6 +151,41 @@ INSTANTIATE_TEST_SUITE_P(
                             { fakes::write(place, SigningKey::rsa().publicPem()); }}),
     CaseName{});
 
+/** A key that is none for a payload, but long enough in DER to be taken for one. */
+struct UnusualKey
+{
+    const char* name;
+    SigningKey (*make)();
+};
+
+class UnusualKeyFile : public Verification, public testing::WithParamInterface<UnusualKey>
+{
+};
+
+// Nothing but the length is asked of a key: who may write key files decides what is programmed.
+TEST_P(UnusualKeyFile, AcceptsWhatItsOwnKeySigned)
+{
+    const auto own = GetParam().make();
+    fakes::write(fakes::placeOf(defaultKey), own.publicPem());
+    payloadIs(own.signedFile(payloadData(1000)));
+    EXPECT_TRUE(verify());
+    expectLog({accepted()});
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, UnusualKeyFile,
+    testing::Values(
+        // 96 bytes in DER, as short as a key may be.
+        UnusualKey{"BinaryCurve", [] { return SigningKey::onCurve("sect283k1"); }},
+        UnusualKey{"Brainpool320", [] { return SigningKey::onCurve("brainpoolP320r1"); }},
+        UnusualKey{"Brainpool384", [] { return SigningKey::onCurve("brainpoolP384r1"); }},
+        UnusualKey{"CurveOf112BitsInNumbers",
+                   [] { return SigningKey::onCurve("secp112r1").withExplicitParameters(); }},
+        UnusualKey{"P384InNumbers",
+                   [] { return SigningKey::onCurve("P-384").withExplicitParameters(); }},
+        UnusualKey{"Dsa", [] { return SigningKey::dsa(); }}),
+    CaseName{});
+
 class GoodKeyFile : public VerificationWithAKeyFile
 {
 };

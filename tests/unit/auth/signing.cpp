@@ -14,6 +14,17 @@
 namespace
 {
 
+constexpr std::string_view dsaParameters = R"(-----BEGIN DSA PARAMETERS-----
+MIIBJgKBgQCArLzDzj12hab7cx9W3hpk3mVTFGO5Z+6hM8VmsVfNlO16vIt1Rwqz
+xarMly/3s4qoilQSU5SPe0nk0sumnRsG7I0oqL9fm27x8R1qlGQA0DAnHwkngFhD
+I+wE9ja/H++/PuoeTcIi/zA1NA+rZaP5TOzRkTDdwFDkLUTXnVjuqQIdAPSUfDYu
+fLab8YqIvDb6HlUDDD3pSVeIWVTMJKsCgYB8xDi9UReypy384VaWttu4CnoUxxIV
+YdE5myDib40KAPWLsCFwq/7gcwl4dPdWFYW1QXdw2oisRBr8cRT+RvdVYxY2bsin
+6Jaq9DA/eKxDYOawmTNJMJSdt9oQX5+utZ0H+YEmSaawv/YR8M9mggxoDO8SnhDa
+G7CDHbIZGxcmbg==
+-----END DSA PARAMETERS-----
+)";
+
 const std::uint8_t* bytesOf(std::string_view text)
 {
     return reinterpret_cast<const std::uint8_t*>(text.data()); // NOLINT: bytes as bytes
@@ -65,6 +76,19 @@ SigningKey SigningKey::rsa()
     return SigningKey(EVP_RSA_gen(bits));
 }
 
+SigningKey SigningKey::dsa()
+{
+    using ContextPtr = std::unique_ptr<EVP_PKEY_CTX, OpensslDeleter<EVP_PKEY_CTX_free>>;
+
+    const BioPtr bio(BIO_new_mem_buf(dsaParameters.data(), static_cast<int>(dsaParameters.size())));
+    const PublicKeyPtr parameters(PEM_read_bio_Parameters(bio.get(), nullptr));
+    const ContextPtr context(EVP_PKEY_CTX_new(parameters.get(), nullptr));
+    EVP_PKEY* made = nullptr;
+    check(EVP_PKEY_keygen_init(context.get()) == 1);
+    check(EVP_PKEY_keygen(context.get(), &made) == 1);
+    return SigningKey(made);
+}
+
 std::string publicPemOf(EVP_PKEY& key)
 {
     const BioPtr bio(BIO_new(BIO_s_mem()));
@@ -78,6 +102,14 @@ std::string SigningKey::compressedPublicPem() const
     check(EVP_PKEY_set_utf8_string_param(copy.get(), OSSL_PKEY_PARAM_EC_POINT_CONVERSION_FORMAT,
                                          OSSL_PKEY_EC_POINT_CONVERSION_FORMAT_COMPRESSED) == 1);
     return publicPemOf(*copy);
+}
+
+SigningKey SigningKey::withExplicitParameters() const
+{
+    SigningKey copy(EVP_PKEY_dup(key_.get()));
+    check(EVP_PKEY_set_utf8_string_param(copy.key_.get(), OSSL_PKEY_PARAM_EC_ENCODING,
+                                         OSSL_PKEY_EC_ENCODING_EXPLICIT) == 1);
+    return copy;
 }
 
 std::string SigningKey::privatePem() const

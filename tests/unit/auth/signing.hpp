@@ -17,11 +17,17 @@ class SigningKey
     static SigningKey ofKind(const char* algorithm);
     static SigningKey rsa();
 
+    /** DSA of 1024 bits; its signatures are two numbers, too. */
+    static SigningKey dsa();
+
     /** The public half, as a key file holds it. */
     std::string publicPem() const { return publicPemOf(*key_); }
 
     /** The same with only one of the point's coordinates, the other one as a sign. */
     std::string compressedPublicPem() const;
+
+    /** The same with the curve's numbers in the place of its name. */
+    SigningKey withExplicitParameters() const;
 
     /** The private half, as its owner's file holds it. */
     std::string privatePem() const;
