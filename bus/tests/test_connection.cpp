@@ -14,12 +14,14 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <sys/socket.h>
 
 #include <chrono>
 #include <cstdlib>
 #include <memory>
 #include <new>
 #include <stdexcept>
+#include <string>
 
 namespace bus_test
 {
@@ -30,6 +32,8 @@ using sdbusplus::asio::connection;
 
 constexpr auto path = "/com/example/thing";
 constexpr auto news_rule = "type='signal',interface='com.example.News'";
+/** More than the buffers of a socket and the bus take while nobody reads. */
+constexpr std::size_t large = 3'000'000;
 
 class Loop : public ::testing::Test
 {
@@ -65,6 +69,36 @@ class Loop : public ::testing::Test
         return std::make_shared<connection>(io, new_native().get());
     }
 
+    /** A connection whose socket takes a few kilobytes only, as of a process without privileges. */
+    static Native new_native_with_little_room()
+    {
+        auto native = new_native();
+        const int least = 1;
+        EXPECT_EQ(
+            setsockopt(sd_bus_get_fd(native.get()), SOL_SOCKET, SO_SNDBUF, &least, sizeof(least)),
+            0);
+        return native;
+    }
+
+    /** Ends the loop when the answer is there, whose error must be `expected_error`. */
+    static int end_loop(sd_bus_message* answer, void* self, sd_bus_error* /*error*/)
+    {
+        auto& loop = *static_cast<Loop*>(self);
+        const sd_bus_error* error = sd_bus_message_get_error(answer);
+        EXPECT_STREQ(error == nullptr ? "none" : error->name, loop.expected_error);
+        loop.io.stop();
+        return 0;
+    }
+
+    /** Asks for a property of the object; the answer ends the loop. */
+    void ask_for(const char* property, const sdbusplus::bus_t& service, sd_bus* client)
+    {
+        ASSERT_GE(sd_bus_call_method_async(client, nullptr, service.get_unique_name().c_str(), path,
+                                           "org.freedesktop.DBus.Properties", "Get", end_loop, this,
+                                           "ss", CompUpdate::interface, property),
+                  0);
+    }
+
     static void send_news(const sdbusplus::bus_t& from)
     {
         from.new_signal("/a", "com.example.News", "Heard").signal_send();
@@ -81,6 +115,7 @@ class Loop : public ::testing::Test
 
     PrivateBus bus;
     boost::asio::io_context io;
+    const char* expected_error = "none";
 
   private:
     boost::asio::steady_timer deadline{io};
@@ -134,6 +169,38 @@ TEST_F(Loop, ServesWhatABlockingCallLeftBehindBeforeIt)
                                         [this](sdbusplus::message_t&) { io.stop(); });
     send_news(*client);
     ask_the_bus(*client);
+    io.run();
+}
+
+TEST_F(Loop, SendsTheRestOfAnAnswerThatTheSocketDidNotTakeAtOnceAndRests)
+{
+    const auto service = std::make_shared<connection>(io, new_native_with_little_room().get());
+    UpdateObject object(*service, path);
+    object.jobid(std::string(large, 'x'), true);
+    const auto native = new_native();
+    const connection client(io, native.get());
+    ask_for("Jobid", *service, native.get());
+    io.run();
+    io.restart();
+    constexpr int more_than_can_be_left = 100;
+    int handled = 0;
+    while (handled < more_than_can_be_left && io.poll_one() > 0)
+    {
+        ++handled;
+    }
+    EXPECT_LT(handled, more_than_can_be_left);
+}
+
+TEST_F(Loop, GivesACallUpAfterItsTimeOut)
+{
+    const auto silent = new_native();
+    const auto native = new_native();
+    const connection client(io, native.get());
+    sdbusplus::message_t call = client.new_method_call(
+        sdbusplus::bus_t(silent.get()).get_unique_name().c_str(), path, "com.example.News", "Ask");
+    expected_error = SD_BUS_ERROR_NO_REPLY;
+    constexpr std::uint64_t soon = 20'000; // microseconds
+    ASSERT_GE(sd_bus_call_async(native.get(), nullptr, call.get(), end_loop, this, soon), 0);
     io.run();
 }
 
@@ -244,6 +311,20 @@ TEST_F(Loop, ConnectionLeavesItsSocketOpenAndItsWorkUndone)
 TEST_F(Loop, ConnectionMayEndWhileItWaits)
 {
     auto ending = new_connection();
+    io.poll();
+    ending.reset();
+    EXPECT_NO_THROW(io.poll());
+}
+
+TEST_F(Loop, ConnectionMayEndWhileItWaitsForRoomAndForATimeOut)
+{
+    const auto native = new_native_with_little_room();
+    auto ending = std::make_unique<connection>(io, native.get());
+    auto call = ending->new_method_call(new_connection()->get_unique_name().c_str(), path,
+                                        "com.example.News", "Ask");
+    call.append(std::string(large, 'x'));
+    const auto ignore = [](sd_bus_message*, void*, sd_bus_error*) { return 0; };
+    ASSERT_GE(sd_bus_call_async(native.get(), nullptr, call.get(), ignore, nullptr, 0), 0);
     io.poll();
     ending.reset();
     EXPECT_NO_THROW(io.poll());

@@ -4,7 +4,11 @@
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/posix/stream_descriptor.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/system/error_code.hpp>
 
+#include <array>
+#include <cstdint>
 #include <memory>
 
 /** @file A bus connection that an event loop serves. */
@@ -17,9 +21,11 @@ namespace sdbusplus::asio
  * has work and run() does not return. An exception out of a dispatch leaves run(), and the
  * connection is not served any more.
  *
- * The loop serves what arrives. A message that sd-bus has taken in during a blocking call made
- * outside of a dispatch is not seen before the next traffic: call process_discard() until it
- * returns false.
+ * The loop serves what arrives, sends what the socket did not take at once, and gives calls up
+ * whose time-out has passed. It looks for the last two after each dispatch. Outside of one, a
+ * message that sd-bus has taken in during a blocking call is not seen before the next traffic (call
+ * process_discard() until it returns false), and what a full socket does not take waits for it too
+ * (call flush()).
  */
 class connection : public bus_t
 {
@@ -52,13 +58,24 @@ class connection : public bus_t
 
     connection(boost::asio::io_context& io, bus_t&& bus);
 
-    void dispatch_later();
-    void dispatch_when_readable();
+    using wait_type = boost::asio::posix::stream_descriptor::wait_type;
+
+    /** A handler for the loop, which does nothing once the connection is gone or has failed. */
+    template <typename Handler>
+    auto while_served(Handler handler);
+
     void dispatch();
+    void dispatch_later();
+    void wait();
+    void wait_for_socket(wait_type direction);
+    void wait_until(std::uint64_t monotonic_us);
 
     boost::asio::io_context& io_;
     watched_socket socket_;
-    // What waits in the loop may come up after the connection is gone; this tells it.
+    boost::asio::steady_timer time_out_;
+    /** By wait_type: whether the loop waits for the socket already. */
+    std::array<bool, 2> waiting_{};
+    // What waits in the loop may come up after the connection is gone or has failed; this tells it.
     std::shared_ptr<connection*> alive_;
 };
 
