@@ -118,6 +118,14 @@ def test_the_interface_decides_not_the_path(pending: World) -> None:
     assert said(pending, mark) == start.fru_signal_seen(False) * 2
 
 
+def test_a_signal_without_the_list_of_invalidated_properties_is_heard(pending: World) -> None:
+    mark = pending.trace.mark()
+    where = ("/com/vexa/bmc/mppd/info", names.PROPERTIES, "PropertiesChanged")
+    changed = {"FRUreadComplete": Variant("b", False)}
+    pending.fru_reader.signal(*where, "sa{sv}", "com.vexa.bmc.mppd.pcardInfo", changed)
+    assert said(pending, mark) == start.fru_signal_seen(False)
+
+
 def test_a_signal_of_other_arguments_is_an_exception_in_the_log(pending: World) -> None:
     mark = pending.trace.mark()
     where = ("/com/vexa/bmc/mppd/info", names.PROPERTIES, "PropertiesChanged")

@@ -4,10 +4,14 @@ from __future__ import annotations
 
 import pytest
 from conftest import BuildWorld, FindDouble
-from expected import start
+from dbus_next import Variant
+from expected import power_state, start
+from expected.process_end import LINE_OF_EXCEPTION
 from messages import sent, settled_mark
 from sequence import logs, records
+from tavrinsim.answers import Held, Latch, Reply
 from tavrinsim.names import PBB, PDB
+from tavrinsim.service import ServiceProcess
 from tavrinsim.world import World
 
 UNEXPECTED = "[main]: io.run() exited unexpectedly\n"
@@ -20,10 +24,17 @@ FRU_READ_RULE = "type='signal',member='PropertiesChanged',interface='org.freedes
 # fmt: on
 
 
-def end(world: World, find_double: FindDouble, how: str) -> int:
-    """The exit status of a service whose loop ends."""
+def begin_to_end(
+    world: World, find_double: FindDouble, how: str, thrown: str = "boost"
+) -> ServiceProcess:
+    """Starts a service whose loop ends."""
     double = find_double("ending_loop")
-    return world.start(preload=[double], environment={"LOOP": how}).wait()
+    return world.start(preload=[double], environment={"LOOP": how, "THROWN": thrown})
+
+
+def end(world: World, find_double: FindDouble, how: str, thrown: str = "boost") -> int:
+    """The exit status of a service whose loop ends."""
+    return begin_to_end(world, find_double, how, thrown).wait()
 
 
 @pytest.fixture
@@ -42,6 +53,11 @@ def started() -> list[str]:
         *start.fru_status_read(False),
         *start.fru_read_watched(),
     ]
+    return own(lines)
+
+
+def own(lines: list[str]) -> list[str]:
+    """The service's own log lines."""
     return [line for line in lines if line[:2] in ("E ", "T ")]
 
 
@@ -56,14 +72,43 @@ def test_a_loop_that_returns_is_told_before_all_is_destroyed(
     assert bare.log().endswith(f" : {UNEXPECTED}")
 
 
-def test_an_error_of_the_running_loop_is_told_after_all_is_destroyed(
-    bare: World, find_double: FindDouble
+@pytest.mark.parametrize(("thrown", "line"), LINE_OF_EXCEPTION)
+def test_an_exception_out_of_the_running_loop_is_told_after_all_is_destroyed(
+    bare: World, find_double: FindDouble, thrown: str, line: str
 ) -> None:
-    assert end(bare, find_double, "failed") == 0
-    error = "E [main] : I/OException: loop: Input/output error\n"
+    assert end(bare, find_double, "failed", thrown) == 0
+    error = f"E {line}"
     expected = [*started(), DESTROYED, error, EXITING]
     assert logs(bare) == expected
     assert bare.log() == records(expected)
+
+
+def test_all_signals_that_come_while_the_start_waits_are_handled_before_the_loop_runs(
+    bare: World, find_double: FindDouble
+) -> None:
+    latch = Latch()
+    bare.fru_reader.once("Get", Held(latch, Reply("v", Variant("b", False))))
+    process = begin_to_end(bare, find_double, "unused")
+    bare.fru_reader.wait_for_calls("Get")
+    mark = bare.trace.mark()
+    for state in ("On", "S5OnPending"):
+        bare.host_state.change(state)
+        mark = wait_until_sent(bare, state, mark)
+    latch.open()
+    assert process.wait() == 0
+    handled = own(logs(bare))[len(started()) : -3]
+    assert handled == own([*power_state.read("On"), *power_state.released("S5OnPending")])
+
+
+def wait_until_sent(world: World, state: str, mark: int) -> int:
+    """Waits until the bus has a signal about the power state; the place in the trace behind it."""
+    world.trace.wait_for(
+        lambda line: state in str(line.get("body")),
+        start=mark,
+        what="bus",
+        member="PropertiesChanged",
+    )
+    return world.trace.mark()
 
 
 def test_a_loop_that_cannot_be_made_ends_the_service_before_it_is_on_the_bus(

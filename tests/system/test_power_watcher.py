@@ -213,6 +213,14 @@ def test_the_path_decides_not_the_interface(watching: World) -> None:
     assert heard(watching, mark) == read("Off") * 2
 
 
+def test_a_signal_without_the_list_of_invalidated_properties_is_heard(watching: World) -> None:
+    mark = watching.trace.mark()
+    where = (watching.host_state.path, names.PROPERTIES, "PropertiesChanged")
+    changed = {"InternalPowerState": Variant("s", "S5OnPending")}
+    watching.host_state.signal(*where, "sa{sv}", "x", changed)
+    assert heard(watching, mark) == released("S5OnPending")
+
+
 def test_a_signal_of_other_arguments_is_an_exception_in_the_log(watching: World) -> None:
     mark = watching.trace.mark()
     where = (watching.host_state.path, names.PROPERTIES, "PropertiesChanged")

@@ -7,6 +7,7 @@ import signal
 import pytest
 from conftest import BuildWorld, FindDouble
 from expected import start
+from expected.process_end import LINE_OF_EXCEPTION
 from sequence import job_sequence, logs, records, sequence
 from tavrinsim.answers import Silence
 from tavrinsim.coordinator import REGISTER
@@ -115,21 +116,7 @@ def test_a_subscription_that_cannot_be_made_ends_the_service(
     assert world.log() == records(expected)
 
 
-@pytest.mark.parametrize(
-    ("thrown", "line"),
-    [
-        ("boost", "[main] : I/OException: loop: Input/output error\n"),
-        ("system", "[main] : System Exception: thread: Input/output error\n"),
-        (
-            "bus",
-            "[main] : DBus Exception: bus: System.Error.ENOTCONN: "
-            "Transport endpoint is not connected\n",
-        ),
-        # One that is of both kinds is told as the bus error that it is.
-        ("bus and system", "[main] : DBus Exception: both\n"),
-        ("general", "[main] : General Exception: surprise\n"),
-    ],
-)
+@pytest.mark.parametrize(("thrown", "line"), LINE_OF_EXCEPTION)
 def test_each_kind_of_exception_has_its_line(
     world: World, find_double: FindDouble, thrown: str, line: str
 ) -> None:

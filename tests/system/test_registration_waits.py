@@ -5,7 +5,7 @@ from __future__ import annotations
 import pytest
 from conftest import BuildWorld, FindDouble
 from expected.registration import ALL, asked_again, failed_pass, listening, whole_pass
-from jobs import wait_until
+from jobs import update, wait_until
 from registering import registered_paths, thread_lines, wait_for_calls
 from tavrinsim.answers import Silence
 from tavrinsim.coordinator import REGISTER
@@ -48,7 +48,22 @@ def test_the_thread_waits_for_a_second_at_most_each_time(unanswered: World) -> N
     assert set(waits(unanswered)) == {"1000000"}
 
 
-def waits(world: World) -> list[str]:
-    """The longest times that the thread was ready to wait, in microseconds."""
+def test_a_thread_that_loses_its_connection_alone_rests_and_the_service_goes_on(
+    world: World, find_double: FindDouble
+) -> None:
+    # Each pause takes a hundredth of its second here.
+    world.start(preload=[find_double("short_pauses"), find_double("lost_connection")])
+    world.wait_registered()
+    wait_until(lambda: len(waits(world, at=2)) > 12, "twelve waits on a lost connection")
+    # It notices the loss in the first two; from then on there is a pause in each.
+    times = [int(time) for time in waits(world, at=2)[2:13]]
+    assert times[-1] - times[0] >= 10 * (len(times) - 1)
+    done = update(world, "pbb")
+    assert (done.result, done.progress[-1]) == (0, (28, 100))
+    assert world.running
+
+
+def waits(world: World, at: int = 1) -> list[str]:
+    """What is told of each of the thread's waits: the word at this place of its line."""
     lines = [line.split() for line in world.output.read_text().splitlines()]
-    return [words[1] for words in lines if words[:1] == ["waits"]]
+    return [words[at] for words in lines if words[:1] == ["waits"]]

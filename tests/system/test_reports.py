@@ -5,6 +5,7 @@ from __future__ import annotations
 import time
 
 import pytest
+from conftest import FindDouble
 from dbus_next import Variant
 from expected import intake, ports, reports, worker
 from expected.reports import Lines
@@ -195,3 +196,16 @@ def test_the_service_answers_while_a_report_of_its_worker_is_held(service: World
         assert len(service.coordinator.reports) == 2
         latch.open()
     assert done.steps == healthy(service, job)
+
+
+def test_a_report_waits_for_its_answer_as_long_as_the_bus_does_by_default(
+    world: World, find_double: FindDouble
+) -> None:
+    world.start(preload=[find_double("telling_waits")])
+    world.wait_published()
+    break_library(world)
+    done = update(world, "pbb")
+    lines = [line.split() for line in world.output.read_text().splitlines()]
+    asked = [words[2] for words in lines if words[:2] == ["asks", STATUS]]
+    assert asked == ["25000000"] * len(done.reports)
+    assert asked

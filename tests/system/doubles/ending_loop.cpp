@@ -4,13 +4,14 @@
  *
  *     unmade    the loop's epoll instance cannot be created
  *     stopped   the loop is stopped where it would wait for the first time
- *     failed    there it meets an error
+ *     failed    there an exception leaves it; $THROWN says which
+ *     unused    an exception leaves it before it has handled anything
  */
 
 #include "next_function.hpp"
+#include "thrown.hpp"
 
 #include <boost/asio/io_context.hpp>
-#include <boost/system/system_error.hpp>
 #include <sys/epoll.h>
 
 #include <cerrno>
@@ -45,8 +46,7 @@ class LastOperation : public asio_detail::scheduler_operation
     {
         if (isLoop("failed"))
         {
-            const auto code = boost::system::errc::make_error_code(boost::system::errc::io_error);
-            throw boost::system::system_error(code, "loop");
+            throwWanted();
         }
         static_cast<asio_detail::scheduler*>(loop)->stop();
     }
@@ -71,6 +71,10 @@ extern "C"
     int epoll_wait(int epoll, epoll_event* events, int size, int timeout)
     {
         static auto* const next = nextFunction("epoll_wait", &epoll_wait);
+        if (isLoop("unused"))
+        {
+            throwWanted();
+        }
         if (timeout == 0 || !(isLoop("stopped") || isLoop("failed")))
         {
             return next(epoll, events, size, timeout);

@@ -1,0 +1,5 @@
+#pragma once
+
+/** Throws what $THROWN names: "boost", "system", "bus", "bus and system", "general", or a number.
+ */
+[[noreturn]] void throwWanted();
