@@ -26,6 +26,7 @@ ELSEWHERE = "/org/example/mine"
 PENDING = ("sa{sv}as", "x", "1", "InternalPowerState", "s", "S5OnPending", "0")
 FRU_READER = "com.vexa.bmc.mppd.pcardInfo"
 COMPLETE = ("sa{sv}as", FRU_READER, "1", "FRUreadComplete", "b", "true", "0")
+NO_STRING = ("sa{sv}as", "x", "1", "InternalPowerState", "u", "5", "0")
 NO_BOOLEAN = ("sa{sv}as", FRU_READER, "1", "FRUreadComplete", "s", "yes", "0")
 
 pytestmark = pytest.mark.skipif(os.geteuid() != 0, reason="only root can send as another user")
@@ -63,6 +64,7 @@ CLOSED = [
     for path, words in [
         (POWER_STATE, PENDING),
         (POWER_STATE + "/x", PENDING),
+        (POWER_STATE + "/x", NO_STRING),
         (ELSEWHERE, COMPLETE),
         (ELSEWHERE, NO_BOOLEAN),
     ]
@@ -189,10 +191,27 @@ def test_before_the_publication_a_stranger_can_bring_it_forward(world: World) ->
     assert world.client.managed_objects() == published
 
 
-def test_a_stranger_can_make_the_unpublished_service_write_into_its_log(world: World) -> None:
-    mark = start_pending(world)
+@pytest.mark.parametrize(
+    ("forgery", "error"),
+    [
+        (
+            Forgery(ELSEWHERE, NO_BOOLEAN),
+            "frureadcompleteHandler : Exception: std::get: wrong index for variant\n",
+        ),
+        (
+            Forgery(POWER_STATE + "/x", NO_STRING),
+            f"{power_state.CALLBACK} : exception: std::get: wrong index for variant\n",
+        ),
+    ],
+    ids=["FRU read", "power state"],
+)
+def test_a_stranger_can_make_the_unpublished_service_write_into_its_log(
+    watching: World, forgery: Forgery, error: str
+) -> None:
+    mark, size = watching.trace.mark(), len(watching.log())
     for _ in range(3):
-        Forgery(ELSEWHERE, NO_BOOLEAN).send(world)
-    answer(world)
-    line = "E frureadcompleteHandler : Exception: std::get: wrong index for variant\n"
-    assert logs(world, mark) == [line] * 3
+        forgery.send(watching)
+    answer(watching)
+    lines = [line for line in logs(watching, mark) if line.startswith("E ")]
+    assert lines == [f"E {error}"] * 3
+    assert watching.log()[size:].count(error) == 3
