@@ -19,6 +19,20 @@ constexpr auto functionName = "verifySignature";
 /** The payload is digested in pieces of at most this size. */
 constexpr std::size_t chunkSize = 0x400000;
 
+// NOLINTNEXTLINE(cppcoreguidelines-avoid-c-arrays,modernize-avoid-c-arrays): of a run-time size
+using ReadBuffer = std::unique_ptr<std::uint8_t[]>;
+
+/**
+ * The memory for the pieces; null where there is none, so that it becomes a refusal.
+ *
+ * A function of its own: a compiler may work out the value of a constant beforehand, and clang 19
+ * in C++23 mode takes an allocation of this size for one that fails.
+ */
+ReadBuffer makeReadBuffer()
+{
+    return ReadBuffer(new (std::nothrow) std::uint8_t[chunkSize]);
+}
+
 /** The header as far as the file has one; the rest is zero. A short file fails the stream. */
 PayloadHeader readHeader(std::ifstream& file)
 {
@@ -116,9 +130,7 @@ bool finishVerification(EVP_MD_CTX& context, RawSignature raw)
 bool verifyContent(std::ifstream& file, std::size_t signedBytes, EVP_MD_CTX& context)
 {
     file.seekg(0, std::ios::beg);
-    // Without an exception, so that an exhausted heap becomes a refusal.
-    // NOLINTNEXTLINE(cppcoreguidelines-avoid-c-arrays,modernize-avoid-c-arrays)
-    const std::unique_ptr<std::uint8_t[]> memory(new (std::nothrow) std::uint8_t[chunkSize]);
+    const ReadBuffer memory = makeReadBuffer();
     if (memory == nullptr)
     {
         logRecord("[%s] : Error in allocating memory\n", functionName);
