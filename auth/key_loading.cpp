@@ -1,7 +1,9 @@
 #include "auth/openssl_handles.hpp"
+#include "log/file_descriptor.hpp"
 #include "log/log.hpp"
 #include "service/tavrinupdate.hpp"
 
+#include <fcntl.h>
 #include <openssl/pem.h>
 #include <openssl/x509.h>
 
@@ -17,9 +19,23 @@ struct FileCloser
     void operator()(std::FILE* file) const { std::fclose(file); } // NOLINT: owned here
 };
 
+using FilePtr = std::unique_ptr<std::FILE, FileCloser>;
+
+/** Opens a file for libcrypto. @return null where that cannot be done */
+FilePtr openStream(const std::string& path)
+{
+    FileDescriptor file = openFile(path.c_str(), O_RDONLY);
+    FilePtr stream(::fdopen(file.get(), "rb"));
+    if (stream != nullptr)
+    {
+        file.release();
+    }
+    return stream;
+}
+
 PublicKeyPtr readPemKey(const std::string& path)
 {
-    const std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path.c_str(), "rbe"));
+    const FilePtr file = openStream(path);
     if (file == nullptr)
     {
         logRecord("[%s] : Error opening PEM public key file: %s\n", functionName, path.c_str());

@@ -1,12 +1,13 @@
 #include "auth/openssl_handles.hpp"
 #include "auth/signature.hpp"
+#include "log/file_descriptor.hpp"
 #include "log/log.hpp"
 #include "service/tavrinupdate.hpp"
 
+#include <fcntl.h>
 #include <openssl/x509.h>
 
 #include <algorithm>
-#include <fstream>
 #include <memory>
 #include <new>
 #include <span>
@@ -33,19 +34,9 @@ ReadBuffer makeReadBuffer()
     return ReadBuffer(new (std::nothrow) std::uint8_t[chunkSize]);
 }
 
-/** The header as far as the file has one; the rest is zero. A short file fails the stream. */
-PayloadHeader readHeader(std::ifstream& file)
+bool readExactly(const FileDescriptor& file, std::span<std::uint8_t> target)
 {
-    PayloadHeader header{};
-    file.read(reinterpret_cast<char*>(header.data()), header.size()); // NOLINT: bytes as bytes
-    return header;
-}
-
-bool readExactly(std::ifstream& file, std::span<std::uint8_t> target)
-{
-    const auto wanted = static_cast<std::streamsize>(target.size());
-    file.read(reinterpret_cast<char*>(target.data()), wanted); // NOLINT: bytes as bytes
-    return file.gcount() == wanted;
+    return readUpTo(file, std::as_writable_bytes(target)) == target.size();
 }
 
 /** Loads the key that the header asks for. @return null on failure, which has been logged */
@@ -91,7 +82,7 @@ DigestContextPtr beginVerification(EVP_PKEY& key)
 }
 
 /** Feeds the signed bytes to the verifier, one buffer after the other. */
-bool digest(std::ifstream& file, std::size_t remaining, std::span<std::uint8_t> buffer,
+bool digest(const FileDescriptor& file, std::size_t remaining, std::span<std::uint8_t> buffer,
             EVP_MD_CTX& context)
 {
     while (remaining != 0)
@@ -127,9 +118,9 @@ bool finishVerification(EVP_MD_CTX& context, RawSignature raw)
 }
 
 /** Digests the file from its beginning and checks the signature at its end. */
-bool verifyContent(std::ifstream& file, std::size_t signedBytes, EVP_MD_CTX& context)
+bool verifyContent(const FileDescriptor& file, std::size_t signedBytes, EVP_MD_CTX& context)
 {
-    file.seekg(0, std::ios::beg);
+    ::lseek(file.get(), 0, SEEK_SET);
     const ReadBuffer memory = makeReadBuffer();
     if (memory == nullptr)
     {
@@ -156,20 +147,23 @@ bool verifyContent(std::ifstream& file, std::size_t signedBytes, EVP_MD_CTX& con
 bool Tavrinupdate::verifySignature(std::string payloadPath)
 {
     logTrace("[%s] : PayloadPath: %s\n", functionName, payloadPath.c_str());
-    std::ifstream file(payloadPath, std::ios::in | std::ios::binary);
-    if (!file.is_open())
+    // Since the listing, something else may have taken the name.
+    const FileDescriptor file = openFile(payloadPath.c_str(), O_RDONLY);
+    if (!isRegularFile(file))
     {
         logRecord("[%s] : Error opening file: %s\n", functionName, payloadPath.c_str());
         return false;
     }
-    const PublicKeyPtr key = loadKey(readHeader(file));
+    PayloadHeader header{};
+    const bool hasHeader = readExactly(file, header);
+    const PublicKeyPtr key = loadKey(header);
     if (key == nullptr)
     {
         return false;
     }
 
-    file.seekg(0, std::ios::end);
-    const auto signedBytes = signedSize(file.tellg());
+    const auto signedBytes =
+        hasHeader ? signedSize(::lseek(file.get(), 0, SEEK_END)) : std::nullopt;
     if (!signedBytes)
     {
         logRecord("[%s] : Error in getting file size\n", functionName);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "hw/file_descriptor.hpp"
+#include "log/file_descriptor.hpp"
 #include "service/tavrinupdate.hpp"
 
 #include <cstdint>

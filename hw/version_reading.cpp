@@ -1,5 +1,5 @@
-#include "hw/file_descriptor.hpp"
 #include "hw/version.hpp"
+#include "log/file_descriptor.hpp"
 #include "log/log.hpp"
 #include "service/tavrinupdate.hpp"
 

@@ -44,7 +44,7 @@ REPEATED = "hardly varies, hence two values"
 REASONS = {
     "get": "the event loop's turn for each message",
     "misnumber": "the binding answers with an error by throwing only",
-    "misname": "the C library's stream, the event loop's turn for each message",
+    "misname": "the record's file, the event loop's turn for each message",
 }
 
 

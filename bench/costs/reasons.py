@@ -6,11 +6,11 @@ from .system_calls import Purpose
 from .watched_run import START
 
 OF_BOTH = {
-    Purpose.LOG_FILE: "the C library asks for its end, and the record for its place once more",
+    Purpose.LOG_FILE: "the record asks for its place once more",
     Purpose.CONNECTIONS: "sd-bus asks for and sets the socket's buffers, asks who the bus is",
     Purpose.MESSAGES: "sd-bus reads a message's head and its rest apart",
     Purpose.THREADS: "the C library gives each its stack, its signals' mask, its list of locks",
-    Purpose.PAYLOAD: "the C and C++ libraries ask for places and sizes",
+    Purpose.PAYLOAD: "each file is asked what it is, and read to its end",
     Purpose.MEMORY: "the C library grows its heaps, and finds a new one for a thread",
     Purpose.PROCESS_START: "the loader maps the libraries, libcrypto sets itself up",
     Purpose.WAITING: "how often depends on who was faster",

@@ -10,7 +10,7 @@ from .. import google_benchmark
 from ..bench import Bench
 from ..figures import ROUNDS, Section, ratios
 
-MOST_CALLS_OF_RECORD = 6
+MOST_CALLS_OF_RECORD = 5
 LEAST = {
     "record": "at least 4: open the file, ask for its size, write, close",
     "trim": "at least 7 besides: open, place, read, close; open empty, write, close",

@@ -2,7 +2,9 @@
 
 from __future__ import annotations
 
+import os
 from collections.abc import Callable
+from pathlib import Path
 
 import pytest
 from dbus_next import Variant
@@ -140,8 +142,11 @@ def test_a_file_that_is_removed_comes_back(pending: World) -> None:
     assert pending.log() == f"0 : {message}"
 
 
-def test_a_folder_in_the_files_place_costs_no_more_than_the_records(world: World) -> None:
-    world.log_file.mkdir()
+@pytest.mark.parametrize("make", [os.mkdir, os.mkfifo])
+def test_a_folder_or_a_pipe_in_the_files_place_costs_no_more_than_the_records(
+    world: World, make: Callable[[Path], None]
+) -> None:
+    make(world.log_file)
     world.start()
     world.wait_published()
     assert answers_to_records(world) == [f"L 1/337 {NOT_OPENED}"] * 12

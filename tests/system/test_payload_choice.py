@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import os
+from itertools import count
 from pathlib import Path
 
 import pytest
@@ -39,6 +40,17 @@ def none_chosen(done: Outcome) -> list[str]:
         *intake.device_found(done.job, 1),
         *intake.refused(done.job, f"{message} {done.job.directory}"),
     ]
+
+
+def put_first(folder: Path, name: str) -> Path:
+    """A link to itself that the listing yields before all else; its name ends in this one."""
+    numbers = count()
+    while True:
+        loop = folder / f"{next(numbers)}-{name}"
+        loop.symlink_to(loop.name)
+        if os.listdir(folder)[0] == loop.name:
+            return loop
+        loop.unlink()
 
 
 def test_a_file_with_the_extension_is_chosen_among_others(shared_service: World) -> None:
@@ -106,10 +118,13 @@ def test_the_directory_may_be_a_link_and_end_in_a_slash(shared_service: World) -
     assert done.steps == chosen(done, "firmware.payload")
 
 
-def test_a_link_without_end_is_an_error_reply_and_no_report(shared_service: World) -> None:
+@pytest.mark.parametrize("name", ["loop.payload", "loop.bin"])
+def test_a_link_without_end_is_an_error_reply_and_no_report(
+    shared_service: World, name: str
+) -> None:
     folder = shared_service.payload_folder()
-    loop = folder / "loop.payload"
-    loop.symlink_to(loop.name)
+    (folder / "firmware.payload").write_bytes(CONTENTS)
+    loop = put_first(folder, name)
     start = shared_service.trace.mark()
     job = shared_service.job("PDBCPLD.Embedded.1", folder)
     with pytest.raises(BusError) as error:

@@ -21,7 +21,6 @@
 #include <atomic>
 #include <csignal>
 #include <cstdarg>
-#include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <string_view>
@@ -98,13 +97,6 @@ extern "C"
         static auto* const next = nextFunction("sendmsg", &sendmsg);
         aboutTo("sendmsg");
         return next(fd, message, flags);
-    }
-
-    FILE* fopen64(const char* path, const char* mode)
-    {
-        static auto* const next = nextFunction("fopen64", &fopen64);
-        aboutTo("fopen");
-        return next(path, mode);
     }
 
     int open(const char* path, int flags, ...)

@@ -1,6 +1,8 @@
 #include "auth/verification_test.hpp"
 #include "case_name.hpp"
 
+#include <sys/stat.h>
+
 namespace
 {
 
@@ -81,6 +83,9 @@ INSTANTIATE_TEST_SUITE_P(
                 notOpened()},
         KeyFile{"Directory",
                 [](const auto& place, const auto&) { std::filesystem::create_directory(place); },
+                notRead()},
+        // Into which nobody writes.
+        KeyFile{"Pipe", [](const auto& place, const auto&) { ::mkfifo(place.c_str(), 0600); },
                 notRead()},
         KeyFile{"Empty", [](const auto& place, const auto&) { fakes::write(place, ""); },
                 notRead()},

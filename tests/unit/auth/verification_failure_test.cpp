@@ -1,5 +1,8 @@
 #include "auth/verification_test.hpp"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
 namespace
 {
 
@@ -7,15 +10,55 @@ using fakes::errorLine;
 
 TEST_F(Verification, OfAMissingFileIsToldWithItsPath)
 {
-    EXPECT_FALSE(verify());
-    EXPECT_EQ(fakes::platformLog(),
-              (Log{begun(), errorLine("[%s] : Error opening file: %s\n", function, path.c_str())}));
+    expectNotOpened();
 }
 
-TEST_F(Verification, OfADirectoryEndsWithItsSize)
+TEST_F(Verification, OfADirectoryIsThatOfAFileThatCannotBeOpened)
 {
     std::filesystem::create_directory(path);
-    expectRefusal({noSize()});
+    expectNotOpened();
+}
+
+// Whoever waited for somebody to write into it would wait for ever.
+TEST_F(Verification, OfAPipeIsThatOfAFileThatCannotBeOpened)
+{
+    ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+    expectNotOpened();
+}
+
+TEST_F(Verification, OfADeviceIsThatOfAFileThatCannotBeOpened)
+{
+    std::filesystem::create_symlink("/dev/zero", path);
+    expectNotOpened();
+}
+
+TEST_F(Verification, HasNothingOpenThatAProgramStartedMeanwhileWouldInherit)
+{
+    payloadIs(key().signedFile(payloadData(1000)));
+    Lines open;
+    Lines inherited;
+    fakes::atOpensslCall("PEM_read_PUBKEY",
+                         [&]
+                         {
+                             for (int fd = 3; fd < 100; ++fd)
+                             {
+                                 std::error_code none;
+                                 const auto name = std::filesystem::read_symlink(
+                                     "/proc/self/fd/" + std::to_string(fd), none);
+                                 if (name == path || name == fakes::placeOf(defaultKey))
+                                 {
+                                     open.push_back(name);
+                                     if (::fcntl(fd, F_GETFD) != FD_CLOEXEC)
+                                     {
+                                         inherited.push_back(name);
+                                     }
+                                 }
+                             }
+                             return false;
+                         });
+    EXPECT_TRUE(verify());
+    EXPECT_EQ(open.size(), 2U);
+    EXPECT_EQ(inherited, Lines{});
 }
 
 TEST_F(Verification, WithoutTheKeyFileFails)

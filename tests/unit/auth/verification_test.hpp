@@ -80,6 +80,15 @@ class Verification : public ServiceTest
         expectLog(lines);
     }
 
+    /** The payload is refused before anything is read. */
+    void expectNotOpened() const
+    {
+        EXPECT_FALSE(verify());
+        const auto line =
+            fakes::errorLine("[%s] : Error opening file: %s\n", function, path.c_str());
+        EXPECT_EQ(fakes::platformLog(), (Log{begun(), line}));
+    }
+
     static fakes::LogLine error(const char* format) { return fakes::errorLine(format, function); }
     static fakes::LogLine accepted()
     {

@@ -1,4 +1,5 @@
 #include "fakes/devices.hpp"
+#include "fakes/files.hpp"
 #include "fakes/journal.hpp"
 #include "fakes/next_symbol.hpp"
 
@@ -21,9 +22,11 @@ std::map<int, fakes::Cpld*> descriptors;
 int openFlags = 0;
 bool allPathsTaken = false;
 
-bool isDevicePath(std::string_view path)
+bool isDevice(std::string_view path, int flags)
 {
-    return allPathsTaken || path.starts_with("/dev/fake-");
+    // The log file, the payload and the keys are read or written, never both.
+    const bool isTaken = allPathsTaken && (flags & O_ACCMODE) == O_RDWR;
+    return isTaken || path.starts_with("/dev/fake-");
 }
 
 int openDevice(const std::string& path, int flags)
@@ -78,9 +81,7 @@ extern "C" int open(const char* path, int flags, ...)
     va_start(arguments, flags);
     const auto mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : mode_t{0};
     va_end(arguments);
-    return isDevicePath(path)
-               ? openDevice(path, flags)
-               : fakes::nextSymbol<int(const char*, int, ...)>("open")(path, flags, mode);
+    return isDevice(path, flags) ? openDevice(path, flags) : fakes::openInPlace(path, flags, mode);
 }
 
 extern "C" int ioctl(int descriptor, unsigned long request, ...) noexcept

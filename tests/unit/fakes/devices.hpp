@@ -91,7 +91,7 @@ class Cpld
     std::vector<I2cRequest> requests_;
 };
 
-/** From now on every path is a device's, not only those that begin like one; or no longer. */
+/** From now on every path that is opened as devices are is a device's, or no longer. */
 void takeAllPaths(bool take);
 
 /** Flags of the last `open` of a device path. */

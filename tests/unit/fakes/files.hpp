@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -16,6 +18,9 @@ namespace fakes
  * @param path as the service names it; any other path leads to itself
  */
 std::filesystem::path placeOf(std::string_view path);
+
+/** For the fake of `open`: opens what lies in the place of a path. */
+int openInPlace(const char* path, int flags, mode_t mode);
 
 /** Makes the log file impossible to open with one mode: 'r', 'w' or 'a'. */
 void refuseLogFile(char mode);

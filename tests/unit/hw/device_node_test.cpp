@@ -1,4 +1,4 @@
-#include "hw/file_descriptor.hpp"
+#include "log/file_descriptor.hpp"
 #include "service/tavrinupdate.hpp"
 #include "service_test.hpp"
 

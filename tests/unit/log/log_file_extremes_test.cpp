@@ -1,12 +1,14 @@
 #include "fakes/next_symbol.hpp"
+#include "log/file_descriptor.hpp"
 #include "log/log.hpp"
 #include "log/log_file.hpp"
 #include "service_test.hpp"
 
+#include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/uio.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
 #include <cerrno>
 
@@ -19,12 +21,26 @@ constexpr auto logPath = "/var/log/tavrinupdate.log";
 std::atomic<unsigned> writes;
 /** Whether no place in any file can be found. */
 std::atomic<bool> seeksFail;
+/** How often a file was read or written that a started program would inherit. */
+std::atomic<unsigned> inherited;
+
+void look(int fd)
+{
+    const unsigned flags = static_cast<unsigned>(::fcntl(fd, F_GETFD)); // NOLINT: is variadic
+    inherited += (flags & FD_CLOEXEC) != 0 ? 0U : 1U;
+}
 
 class LogFileExtremes : public ServiceTest
 {
   protected:
     static std::filesystem::path place() { return fakes::placeOf(logPath); }
     static std::string content() { return fakes::contentOf(place()); }
+
+    static fakes::LogLine notOpened()
+    {
+        return fakes::lineOf(1, 337, "[%s] : logging: Failed to open log file: %s\n", "addlog",
+                             logPath);
+    }
 
     static fakes::LogLine notRewritten()
     {
@@ -93,6 +109,48 @@ TEST_F(LogFileExtremes, AFullMediumLosesTheRecordAndIsToldToNobody)
     EXPECT_TRUE(std::filesystem::is_symlink(place()));
 }
 
+// Here and below, a service that waits for the other end of a pipe would never come back.
+TEST_F(LogFileExtremes, APipeThatNobodyReadsIsAFileThatCannotBeOpened)
+{
+    ASSERT_EQ(::mkfifo(place().c_str(), 0600), 0);
+    addlog("lost\n");
+    delete_old_log();
+    EXPECT_EQ(fakes::platformLog(), (Log{notOpened(), notRead()}));
+    EXPECT_TRUE(std::filesystem::is_fifo(place()));
+}
+
+TEST_F(LogFileExtremes, AFullPipeLosesTheRecord)
+{
+    ASSERT_EQ(::mkfifo(place().c_str(), 0600), 0);
+    const FileDescriptor reader = openFile(place().c_str(), O_RDONLY);
+    ASSERT_EQ(::fcntl(reader.get(), F_SETPIPE_SZ, 4096), 4096);
+    const std::string message(995, 'm'); // a pipe has no places, so its record begins with -1
+    for (int record = 0; record < 5; ++record)
+    {
+        addlog(message.c_str());
+    }
+    EXPECT_EQ(fakes::platformLog(), Log{});
+    std::array<std::byte, 8192> read{};
+    EXPECT_EQ(readUpTo(reader, read), 4000U);
+}
+
+TEST_F(LogFileExtremes, ADeviceIsNotReadForItNeedHaveNoEnd)
+{
+    std::filesystem::create_symlink("/dev/zero", place());
+    delete_old_log();
+    EXPECT_EQ(fakes::platformLog(), Log{notRead()});
+}
+
+TEST_F(LogFileExtremes, IsInheritedByNoProgramThatIsStartedMeanwhile)
+{
+    fakes::write(place(), std::string(9215, 'o'));
+    writes = 0;
+    inherited = 0;
+    addlog("");
+    EXPECT_EQ(writes, 2U);
+    EXPECT_EQ(inherited, 0U);
+}
+
 struct CutMessage
 {
     std::size_t sizeBefore;
@@ -157,28 +215,27 @@ TEST_F(LogFileExtremes, ARecordIsWrittenInOneGoSoThatThoseOfSeveralThreadsStayWh
 
 } // namespace
 
-// The C++ library's file streams use these as well; it must see them, hence the visibility.
-extern "C" __attribute__((visibility("default"))) ssize_t write(int fd, const void* bytes,
-                                                                std::size_t count)
+// Take the places of the C library's.
+
+extern "C" ssize_t write(int fd, const void* bytes, std::size_t count)
 {
     ++writes;
+    look(fd);
     return fakes::nextSymbol<ssize_t(int, const void*, std::size_t)>("write")(fd, bytes, count);
 }
 
-extern "C" __attribute__((visibility("default"))) ssize_t writev(int fd, const iovec* parts,
-                                                                 int count)
+extern "C" ssize_t read(int fd, void* bytes, std::size_t count)
 {
-    ++writes;
-    return fakes::nextSymbol<ssize_t(int, const iovec*, int)>("writev")(fd, parts, count);
+    look(fd);
+    return fakes::nextSymbol<ssize_t(int, void*, std::size_t)>("read")(fd, bytes, count);
 }
 
-extern "C" __attribute__((visibility("default"))) off64_t lseek64(int fd, off64_t offset,
-                                                                  int whence)
+extern "C" off_t lseek(int fd, off_t offset, int whence) noexcept
 {
     if (seeksFail)
     {
         errno = ESPIPE;
         return -1;
     }
-    return fakes::nextSymbol<off64_t(int, off64_t, int)>("lseek64")(fd, offset, whence);
+    return fakes::nextSymbol<off_t(int, off_t, int)>("lseek")(fd, offset, whence);
 }

@@ -147,6 +147,12 @@ TEST_F(PayloadChoice, ADanglingLinkIsNoPayload)
     EXPECT_EQ(findPayload(folder), std::nullopt);
 }
 
+TEST_F(PayloadChoice, ALinkWithoutEndIsAnErrorWhateverItsNameIs)
+{
+    link("loop.bin", "loop.bin");
+    EXPECT_THROW(findPayload(folder), fs::filesystem_error);
+}
+
 TEST_F(PayloadChoice, ALinkToADirectoryIsNoPayload)
 {
     fs::create_directory(folder / "sub");

@@ -5,6 +5,8 @@
 #include "update/payload_finding.hpp"
 #include "update/update_slot.hpp"
 
+#include <sys/stat.h>
+
 namespace
 {
 
@@ -119,6 +121,16 @@ TEST_F(Start, APayloadOfAnotherTypeIsRefusedWithOneReport)
          errorLine("[%s] : Unable to start update. Unsupported file type: %s\n", function, "bin")});
     expectRefused(1);
     EXPECT_EQ(fakes::platformLog(), expected);
+}
+
+TEST_F(Start, APayloadThatHasBecomeAPipeSinceTheListingIsRefusedWithOneReport)
+{
+    const auto path = folder / "fw.payload";
+    ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+    fakes::foundPayload() = "fw.payload";
+    expectRefused(1);
+    EXPECT_EQ(fakes::platformLog(1).front(),
+              errorLine("[%s] : Error opening file: %s\n", "verifySignature", path.c_str()));
 }
 
 TEST_F(Start, KeepsTheDirectoryOfAJobWithoutPayload)

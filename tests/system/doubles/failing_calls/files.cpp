@@ -9,16 +9,19 @@
 #include "watched_files.hpp"
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdarg>
 #include <cstdio>
 
 using failing::Class;
 using failing::isFailed;
 using failing::isWatched;
 using failing::judge;
+using failing::Outside;
 using failing::Verdict;
 using failing::watch;
 
@@ -35,37 +38,45 @@ bool isWatchedStream(std::FILE* stream)
     return isWatched(fileno(stream));
 }
 
-template <typename Open>
-std::FILE* openStream(const char* path, const char* call, Open open)
-{
-    const bool watched = isWatched(path);
-    if (judgeFile(watched, call).fails())
-    {
-        return nullptr;
-    }
-    std::FILE* const stream = open();
-    if (stream != nullptr)
-    {
-        watch(fileno(stream), watched);
-    }
-    return stream;
-}
-
 } // namespace
 
 extern "C"
 {
 
-    std::FILE* fopen(const char* path, const char* mode)
+    // The simulated I2C bus stands in front of these two as well.
+
+    int open(const char* path, int flags, ...)
     {
-        static auto* const next = nextFunction("fopen", &fopen);
-        return openStream(path, "fopen", [&] { return next(path, mode); });
+        static auto* const next = nextFunction("open", &open);
+        va_list arguments;
+        va_start(arguments, flags);
+        const mode_t mode = va_arg(arguments, mode_t); // looked at only where one was given
+        va_end(arguments);
+        const bool watched = isWatched(path);
+        if (judgeFile(watched, "open").fails())
+        {
+            return -1;
+        }
+        const Outside mark;
+        const int fd = next(path, flags, mode);
+        watch(fd, watched);
+        return fd;
     }
 
-    std::FILE* fopen64(const char* path, const char* mode)
+    int close(int fd)
     {
-        static auto* const next = nextFunction("fopen64", &fopen64);
-        return openStream(path, "fopen64", [&] { return next(path, mode); });
+        static auto* const next = nextFunction("close", &close);
+        const Verdict verdict = judgeFile(isWatched(fd), "close");
+        watch(fd, false);
+        const Outside mark;
+        const int result = next(fd); // closed in any case
+        return verdict.fails() ? -1 : result;
+    }
+
+    std::FILE* fdopen(int fd, const char* mode) noexcept
+    {
+        static auto* const next = nextFunction("fdopen", &fdopen);
+        return judgeFile(isWatched(fd), "fdopen").fails() ? nullptr : next(fd, mode);
     }
 
     int fclose(std::FILE* stream)
@@ -114,10 +125,16 @@ extern "C"
         return verdict.fails() ? -1 : next(fd, source, verdict.share(size));
     }
 
-    off64_t lseek64(int fd, off64_t offset, int whence) noexcept
+    off_t lseek(int fd, off_t offset, int whence) noexcept
     {
-        static auto* const next = nextFunction("lseek64", &lseek64);
-        return judgeFile(isWatched(fd), "lseek64").fails() ? -1 : next(fd, offset, whence);
+        static auto* const next = nextFunction("lseek", &lseek);
+        return judgeFile(isWatched(fd), "lseek").fails() ? -1 : next(fd, offset, whence);
+    }
+
+    int fstat(int fd, struct stat* result) noexcept
+    {
+        static auto* const next = nextFunction("fstat", &fstat);
+        return judgeFile(isWatched(fd), "fstat").fails() ? -1 : next(fd, result);
     }
 
     int stat(const char* path, struct stat* result) noexcept

@@ -180,22 +180,10 @@ HAL_cfgbase* HAL_cfgdata::ReadHALConfig(const std::string& name)
     return line == nullptr ? nullptr : std::make_unique<Line>(line).release();
 }
 
-// The simulated I2C bus, which stands in front of these calls of the C library
+// The simulated I2C bus, which stands in front of the C library; for open and close see files.cpp
 
 extern "C"
 {
-
-    int open(const char* path, int flags, ...)
-    {
-        static auto* const next =
-            reinterpret_cast<int (*)(const char*, int, ...)>(nextFunction("open"));
-        va_list arguments;
-        va_start(arguments, flags);
-        const mode_t mode = va_arg(arguments, mode_t); // looked at only where one was given
-        va_end(arguments);
-        const Outside mark;
-        return next(path, flags, mode);
-    }
 
     int ioctl(int fd, unsigned long request, ...) noexcept
     {
@@ -207,13 +195,6 @@ extern "C"
         va_end(arguments);
         const Outside mark;
         return next(fd, request, argument);
-    }
-
-    int close(int fd)
-    {
-        static auto* const next = nextFunction("close", &close);
-        const Outside mark;
-        return next(fd);
     }
 
     /** Nothing counts before main, where the dynamic loader and the libraries set themselves up. */
