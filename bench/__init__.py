@@ -1,3 +1,3 @@
-"""How much slower the service is than `openssl`, plain sd-bus in C and bare system calls, and
-what it costs in things that can be counted.
+"""How fast the service is and how much of a controller it takes, each beside an anchor that shows
+what the machine itself needs for such a thing.
 """

@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import statistics
 from collections.abc import Callable, Sequence
-from dataclasses import dataclass, field
+from dataclasses import dataclass
 from typing import TypeVar
 
 T = TypeVar("T")
@@ -17,16 +17,16 @@ ROUNDS = 7
 class Figure:
     """One row of the table: values of one kind, one for each round.
 
-    `unit` is "ratio" where two things were measured in pairs, else what is counted or "ms". The
-    median stands for all of them. `most` is the goal: more than that is a miss, and `reason` says
-    why there may be one. `remark` says what the number does not.
+    `unit` is empty where something was measured in pairs with its anchor: a ratio. The median
+    stands for all values. `goal` is what it should be at most. Where it is known not to be,
+    `known` is what it may be at most and `reason` says why.
     """
 
     name: str
     unit: str
     values: tuple[float, ...]
-    most: float | None = None
-    remark: str = ""
+    goal: float | None = None
+    known: float | None = None
     reason: str = ""
 
     @property
@@ -35,69 +35,35 @@ class Figure:
         return statistics.median(self.values)
 
     @property
-    def spread(self) -> tuple[float, float]:
-        """The least and the largest."""
-        return min(self.values), max(self.values)
-
-    @property
     def missed(self) -> bool:
-        """Whether it has a goal and is above it."""
-        return self.most is not None and self.median > self.most
+        """Whether it is above its goal."""
+        return self.goal is not None and self.median > self.goal
 
     @property
-    def words(self) -> str:
-        """What is to be said of it besides its numbers."""
-        return "; ".join(filter(None, (self.reason if self.missed else "", self.remark)))
-
-
-@dataclass
-class Plot:
-    """Lines by name, each a list of (x, y). `x` and `y` say what is measured, in what unit."""
-
-    x: str
-    y: str
-    lines: dict[str, list[tuple[float, float]]] = field(default_factory=dict)
-
-
-@dataclass
-class Section:
-    """The figures of one subject, in the order in which they are read, and what draws them.
-
-    `plots` holds the lines of the subject by their titles.
-    """
-
-    title: str
-    figures: list[Figure] = field(default_factory=list)
-    plots: dict[str, Plot] = field(default_factory=dict)
-
-    def add(
-        self,
-        name: str,
-        unit: str,
-        values: Sequence[float],
-        most: float | None = None,
-        remark: str = "",
-        reason: str = "",
-    ) -> Figure:
-        """One more row."""
-        self.figures.append(Figure(name, unit, tuple(values), most, remark, reason))
-        return self.figures[-1]
+    def failed(self) -> bool:
+        """Whether it is above its goal, and not within what is known."""
+        return self.missed and (self.known is None or self.median > self.known)
 
 
 def in_pairs(
-    ours: Callable[[], T], reference: Callable[[], T], rounds: int = ROUNDS
+    ours: Callable[[], T], anchor: Callable[[], T], rounds: int = ROUNDS
 ) -> list[tuple[T, T]]:
-    """Measures two things by turns, each round in the other order, so that both meet the same machine."""
+    """Measures two things by turns, each round in the other order: both meet the same machine."""
     pairs = []
     for number in range(rounds):
         if number % 2:
-            theirs, mine = reference(), ours()
+            theirs, mine = anchor(), ours()
         else:
-            mine, theirs = ours(), reference()
+            mine, theirs = ours(), anchor()
         pairs.append((mine, theirs))
     return pairs
 
 
-def ratios(pairs: Sequence[tuple[float, float]]) -> list[float]:
-    """Of each pair the first to the second."""
-    return [ours / reference for ours, reference in pairs]
+def ratios(ours: Sequence[float], anchor: Sequence[float]) -> tuple[float, ...]:
+    """Round by round the first to the second."""
+    return tuple(mine / theirs for mine, theirs in zip(ours, anchor, strict=True))
+
+
+def scaled(values: Sequence[float], factor: float) -> tuple[float, ...]:
+    """The values in another unit."""
+    return tuple(value * factor for value in values)

@@ -1,70 +1,78 @@
-"""Shows the figures to a person, and writes them down for a program."""
+"""Shows the figures to a person, and writes them down for a program and for the documents."""
 
 from __future__ import annotations
 
 import json
-from collections.abc import Sequence
+import os
+import platform
+import re
+import subprocess
+from collections.abc import Mapping, Sequence
 from dataclasses import asdict
 from pathlib import Path
 
 from rich.console import Console
 from rich.table import Table
 
-from .figures import Figure, Section
-from .surroundings import surroundings
+from .figures import Figure
+
+# Of each subject.
+Figures = Mapping[str, Sequence[Figure]]
+
+HEADINGS = ("", "Median", "Spread", "Goal")
 
 
-def show(console: Console, sections: Sequence[Section]) -> None:
-    """One table for each section; a missed goal is red."""
-    for section in sections:
-        table = Table(title=section.title, title_justify="left")
-        table.add_column("")
-        for heading in ("median", "least", "largest", "goal"):
-            table.add_column(heading, justify="right")
-        table.add_column("unit")
-        if any(figure.words for figure in section.figures):
-            table.add_column("")
-        for figure in section.figures:
-            row = _row(figure)[: len(table.columns)]
-            table.add_row(*row, style="red" if figure.missed else "")
+def show(console: Console, figures: Figures) -> None:
+    """One table for each subject; what is above its goal is yellow, or red where it may not be."""
+    for subject, rows in figures.items():
+        table = Table(title=subject, title_justify="left")
+        for heading in HEADINGS:
+            table.add_column(heading, justify="right" if heading else "left")
+        for figure in rows:
+            style = "red" if figure.failed else "yellow" if figure.missed else ""
+            table.add_row(*_row(figure), style=style)
         console.print(table)
+        for figure in filter(lambda figure: figure.missed, rows):
+            why = figure.reason if not figure.failed else "more than it may be"
+            console.print(f"above its goal: {figure.name}: {why}", soft_wrap=True)
 
 
-def write(file: Path, sections: Sequence[Section]) -> None:
-    """All values of all rounds, as JSON; sections of earlier runs stay until they are measured anew."""
-    here = surroundings()
-    contents = json.loads(file.read_text()) if file.exists() else {}
-    contents |= {
-        section.title: {"measured on": here, **asdict(section)} for section in sections
-    }
-    file.write_text(json.dumps(contents, indent=1) + "\n")
+def write(folder: Path, figures: Figures) -> None:
+    """All values as bench.json, and the table of docs/performance.md as bench.md."""
+    contents = {name: [asdict(figure) for figure in rows] for name, rows in figures.items()}
+    described = {"measured on": _surroundings(), **contents}
+    (folder / "bench.json").write_text(json.dumps(described, indent=1) + "\n")
+    lines = [f"| {' | '.join(HEADINGS)} |", "|---|---|---|---|"]
+    for subject, rows in figures.items():
+        lines.append(f"| **{subject}** | | | |")
+        lines += [f"| {' | '.join(_row(figure))} |" for figure in rows]
+    (folder / "bench.md").write_text("\n".join(lines) + "\n")
 
 
-def misses(sections: Sequence[Section]) -> list[tuple[str, Figure]]:
-    """What is above its goal, each with its section's title."""
-    return [
-        (section.title, figure)
-        for section in sections
-        for figure in section.figures
-        if figure.missed
-    ]
+def _row(figure: Figure) -> tuple[str, str, str, str]:
+    least, largest = _number(min(figure.values)), _number(max(figure.values))
+    return (
+        figure.name,
+        f"{_number(figure.median)} {figure.unit}".rstrip(),
+        f"{least} to {largest}" if least != largest else "",
+        "" if figure.goal is None else _number(figure.goal),
+    )
 
 
-def show_misses(console: Console, sections: Sequence[Section]) -> None:
-    """One line for each, with the reason where it is known."""
-    for title, figure in misses(sections):
-        assert figure.most is not None
-        words = f"{title}, {figure.name}: {number(figure.median)}, goal {number(figure.most)}"
-        reason = f" ({figure.reason})" if figure.reason else ""
-        console.print(f"[red]missed:[/red] {words}{reason}", highlight=False, soft_wrap=True)
-
-
-def number(value: float) -> str:
+def _number(value: float) -> str:
     """A value with as many digits as say something."""
     return f"{value:,.0f}" if value == int(value) or abs(value) >= 1000 else f"{value:,.3g}"
 
 
-def _row(figure: Figure) -> tuple[str, ...]:
-    goal = "" if figure.most is None else f"≤ {number(figure.most)}"
-    spread = map(number, figure.spread) if len(figure.values) > 1 else ("", "")
-    return figure.name, number(figure.median), *spread, goal, figure.unit, figure.words
+def _surroundings() -> dict[str, str]:
+    """Without them, a figure says nothing to anybody else."""
+    found = re.search(r"^model name\s*: (.*)$", Path("/proc/cpuinfo").read_text(), re.M)
+    processor = found[1] if found else platform.machine()
+    words = ["git", "-C", str(Path(__file__).parent), "describe", "--always", "--dirty"]
+    commit = subprocess.run(words, text=True, capture_output=True, check=False).stdout.strip()
+    return {
+        "processor": f"{os.cpu_count()} x {processor}",
+        "kernel": platform.release(),
+        "distribution": platform.freedesktop_os_release()["PRETTY_NAME"],
+        "commit": commit or "unknown",
+    }

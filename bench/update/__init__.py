@@ -1,3 +1,0 @@
-from .measure import measure
-
-__all__ = ["measure"]
