@@ -3,9 +3,10 @@
 from __future__ import annotations
 
 import os
+import struct
 import subprocess
 import tempfile
-from collections.abc import Iterator
+from collections.abc import Iterator, Sequence
 from contextlib import contextmanager
 from dataclasses import dataclass
 from pathlib import Path
@@ -32,11 +33,6 @@ class Bench:
         """One of those that were built."""
         return self.binary.parent / "bench" / name
 
-    def start(self, world: World, **variables: object) -> None:
-        """Starts the service on the prompt platform; `variables` as that one knows them."""
-        texts = {name: str(value) for name, value in variables.items()}
-        world.start([self.program(PROMPT_PLATFORM)], texts)
-
     def talk(self, world: World, program: str, *words: str) -> subprocess.Popen[str]:
         """A program on the world's bus that says "ready" when it is; a context manager."""
         process = subprocess.Popen(
@@ -57,13 +53,46 @@ def line_of(process: subprocess.Popen[str]) -> str:
     return process.stdout.readline().rstrip("\n")
 
 
+class PromptWorld(World):
+    """A world without a monitor, on the platform that takes no time but for its transfers."""
+
+    def __init__(self, bench: Bench) -> None:
+        super().__init__(bench.binary, Setting(monitored=False))
+        self._platform = bench.program(PROMPT_PLATFORM)
+        self._transfers = self.folder / "transfers"
+
+    def begin(self, devices: int = 1, bit_ns: int = 0, words: Sequence[Path | str] = ()) -> int:
+        """Starts the service or what the words say; its process.
+
+        There are so many CPLDs of each kind, and a bit on the I2C bus takes `bit_ns`.
+        """
+        self._transfers.write_bytes(bytes(16))
+        variables = {
+            "BENCH_DEVICES": str(devices),
+            "BENCH_BIT_NS": str(bit_ns),
+            "BENCH_TRANSFERS": str(self._transfers),
+        }
+        program, *arguments = words or [self.binary]
+        service = self.start(
+            [self._platform], variables, program=Path(program), arguments=map(str, arguments)
+        )
+        return service.pid
+
+    def transferred(self, bit_ns: int) -> float:
+        """What all transfers took, in ms; faster than their bits, or none, would say nothing."""
+        bits, took = struct.unpack("=qq", self._transfers.read_bytes())
+        if took < bits * bit_ns or (bit_ns > 0 and bits == 0):
+            raise RuntimeError(f"{bits} bits of {bit_ns} ns were transferred in {took} ns")
+        return float(took) / 1e6
+
+
 @contextmanager
-def prompt_world(bench: Bench) -> Iterator[World]:
-    """A world in memory, since a disk would be measured otherwise, and without a monitor."""
+def prompt_world(bench: Bench) -> Iterator[PromptWorld]:
+    """Such a world in memory: a disk would be measured otherwise."""
     before = tempfile.tempdir
     tempfile.tempdir = "/dev/shm"
     try:
-        with World(bench.binary, Setting(monitored=False)) as world:
+        with PromptWorld(bench) as world:
             yield world
     finally:
         tempfile.tempdir = before

@@ -53,7 +53,7 @@ def measure(bench: Bench) -> list[Figure]:
 def _measure(bench: Bench, devices: int) -> list[Figure]:
     objects = 3 * devices
     with prompt_world(bench) as world:
-        bench.start(world, BENCH_DEVICES=devices)
+        world.begin(devices)
         if (published := len(world.wait_published(PATIENCE))) != objects:
             raise RuntimeError(f"{published} objects were published, not {objects}")
         world.coordinator.wait_registered(objects, PATIENCE)

@@ -2,7 +2,6 @@
 
 from __future__ import annotations
 
-import json
 import os
 from dataclasses import dataclass
 from pathlib import Path
@@ -27,19 +26,9 @@ LARGE = 16
 # At most, known to be at most, and why it is more.
 BUFFER = "the bytes go through a buffer of 4 MiB, whose pages are new each time"
 OF_OPENSSL, OF_DIGEST = (1.03, 1.10, BUFFER), (1.10, 1.25, BUFFER)
-MOST_GROWTH_KIB = 256
 
 KEY = "/etc/shared_keys/i2cpld/K4/default.pub"
 RUN_REPEATEDLY = Path(__file__).parent / "programs" / "run_repeatedly.py"
-
-
-@dataclass(frozen=True)
-class Run:
-    """One run of a program, or the best of some: seconds and KiB."""
-
-    processor: float
-    wall: float
-    memory: float
 
 
 @dataclass(frozen=True)
@@ -62,11 +51,8 @@ def measure(bench: Bench) -> list[Figure]:
     with World(bench.binary) as world:
         world.root.show(Bind(RUN_REPEATEDLY.parent))
         program = str(bench.program("check_payload"))
-        payloads = [_make(world, program, mib) for mib in SIZES]
-        for each in payloads:
+        for each in [_make(world, program, mib) for mib in SIZES]:
             figures += _beside_openssl(world, each) + _beside_digest(world, each)
-        _, large, *_, largest = payloads
-        figures.append(_memory(world, large, largest))
     return figures
 
 
@@ -84,34 +70,23 @@ def _make(world: World, program: str, mib: int) -> Payload:
 
 
 def _beside_openssl(world: World, each: Payload) -> list[Figure]:
-    """Whole processes, each the least of some runs in a round."""
+    """Processor time of whole processes, each the least of some runs in a round."""
     pairs = in_pairs(
         lambda: _best(world, each.ours, each.repeats),
         lambda: _best(world, each.openssl, each.repeats),
     )
     goals = OF_OPENSSL if each.mib >= LARGE else ()
-    name = f"{each.mib} MiB, to `openssl dgst -verify`"
-    return [
-        Figure(
-            f"{name}, {words} time",
-            "",
-            ratios(
-                [getattr(ours, words) for ours, _ in pairs],
-                [getattr(openssl, words) for _, openssl in pairs],
-            ),
-            *goals,
-        )
-        for words in ("processor", "wall")
-    ]
+    return [Figure(f"{each.mib} MiB, to `openssl dgst -verify`", "", ratios(*zip(*pairs)), *goals)]
 
 
 def _beside_digest(world: World, each: Payload) -> list[Figure]:
-    """Processor time in one process, each the least of some turns in a round."""
+    """The same in one process."""
     done = world.view.run([*each.ours, str(ROUNDS * each.repeats)], timeout=300)
     lines = [list(map(int, line.split())) for line in done.stdout.splitlines()]
     if done.returncode != 0 or len(lines) != ROUNDS * each.repeats:
         raise RuntimeError(f"{each.ours[0]} failed: {done.stderr}")
-    rounds = [lines[begin::ROUNDS] for begin in range(ROUNDS)]
+    begins = range(0, len(lines), each.repeats)
+    rounds = [lines[begin : begin + each.repeats] for begin in begins]
     ours, digest = ([min(turn[place] for turn in turns) for turns in rounds] for place in (0, 1))
     goals = OF_DIGEST if each.mib >= LARGE else ()
     return [
@@ -120,23 +95,10 @@ def _beside_digest(world: World, each: Payload) -> list[Figure]:
     ]
 
 
-def _best(world: World, argv: list[str], repeats: int) -> Run:
-    """Of some runs of a program in the controller's view the least of everything."""
+def _best(world: World, argv: list[str], repeats: int) -> float:
+    """The least of some runs of a program in the controller's view."""
     python = ["/usr/bin/python3", "-IS", str(RUN_REPEATEDLY), str(repeats)]
     done = world.view.run([*python, *argv], timeout=120)
     if done.returncode != 0:
         raise RuntimeError(f"{argv[0]} failed: {done.stderr}")
-    return Run(*map(min, zip(*json.loads(done.stdout))))
-
-
-def _memory(world: World, large: Payload, largest: Payload) -> Figure:
-    """The largest memory of a check does not go with the size."""
-    pairs = in_pairs(
-        lambda: _best(world, largest.ours, 1).memory, lambda: _best(world, large.ours, 1).memory
-    )
-    # A program takes over the number of the one that began it, where that is larger.
-    if min(less for _, less in pairs) <= _best(world, ["/usr/bin/true"], 1).memory:
-        raise RuntimeError("a check takes less memory than what begins it, and cannot be seen")
-    name = f"{largest.mib} MiB, largest memory above that of {large.mib} MiB"
-    grown = tuple(more - less for more, less in pairs)
-    return Figure(name, "KiB", grown, MOST_GROWTH_KIB)
+    return min(map(float, done.stdout.split()))

@@ -6,16 +6,13 @@ the service's: a payload of 1 MiB is checked, and each of 13 reports has a conne
 
 from __future__ import annotations
 
-import struct
 import subprocess
-from pathlib import Path
 
 from jobs import unmark
 from tavrinsim import names, payload
 from tavrinsim.job import SUCCEEDED
-from tavrinsim.world import World
 
-from .bench import PROMPT_PLATFORM, Bench, line_of, one_processor, prompt_world
+from .bench import PROMPT_PLATFORM, Bench, PromptWorld, line_of, one_processor, prompt_world
 from .figures import ROUNDS, Figure
 
 PROGRAMS = (PROMPT_PLATFORM, "coordinator")
@@ -34,10 +31,9 @@ MOST_OF_ANCHOR, MOST_ABOVE_MS = 1.01, 15
 class Updater:
     """A coordinator that sends jobs for the first CPLD of a kind, one after the other."""
 
-    def __init__(self, world: World, process: subprocess.Popen[str], transfers: Path) -> None:
+    def __init__(self, world: PromptWorld, process: subprocess.Popen[str]) -> None:
         self._world = world
         self._process = process
-        self._transfers = transfers
         self._jobs = 0
         contents = payload.make(
             KIND.name, "2.3.4", world.keys.private[KIND.key_family, "default"], body=PAYLOAD
@@ -55,12 +51,14 @@ class Updater:
         self._jobs += 1
         words = (KIND.object_path(1), KIND.fqdd(1), self._jobs, KIND.component_id)
         assert self._process.stdin is not None
-        before = self._transferred()
+        before = self._world.transferred(BIT_NS)
         print(*words, self._directory, file=self._process.stdin, flush=True)
         begin, *_ = self._next("begin")
         while (report := self._next("report"))[1:] != [SUCCEEDED, 100]:
             pass
-        return (report[0] - begin) / 1e6, PAUSES_MS + self._transferred() - before
+        if (transferred := self._world.transferred(BIT_NS) - before) <= 0:
+            raise RuntimeError("no port was opened")
+        return (report[0] - begin) / 1e6, PAUSES_MS + transferred
 
     def _next(self, wanted: str) -> list[int]:
         """The numbers of the next message of a kind."""
@@ -69,13 +67,6 @@ class Updater:
             if what == wanted:
                 return list(map(int, numbers))
         raise RuntimeError("the coordinator has ended")
-
-    def _transferred(self) -> float:
-        """What all transfers have taken so far."""
-        bits, took = struct.unpack("=qq", self._transfers.read_bytes())
-        if took < bits * BIT_NS:
-            raise RuntimeError(f"{bits} bits of {BIT_NS} ns were transferred in {took} ns")
-        return float(took) / 1e6
 
 
 def measure(bench: Bench) -> list[Figure]:
@@ -86,11 +77,9 @@ def measure(bench: Bench) -> list[Figure]:
     """
     with one_processor(), prompt_world(bench) as world:
         world.coordinator.stop()
-        transfers = world.folder / "transfers"
-        transfers.write_bytes(bytes(16))
         with bench.talk(world, "coordinator") as process:
-            updater = Updater(world, process, transfers)
-            bench.start(world, BENCH_BIT_NS=BIT_NS, BENCH_TRANSFERS=transfers)
+            updater = Updater(world, process)
+            world.begin(bit_ns=BIT_NS)
             updater.wait_registered()
             rounds = [
                 min((updater.update() for _ in range(REPEATS)), key=lambda done: done[0] - done[1])

@@ -21,8 +21,8 @@ _START: Counts = {
     # each of the 4 interfaces of each CPLD announces itself.
     "messages": 51,
     "records": 12,  # the count of each kind, the state of the FRU read; two of each CPLD
-    "platform calls": 19,  # the nodes of each kind; of each CPLD 2 questions, their block taken and given back
-    "system calls, log file": 72,  # 6 a record: opened, placed, asked for its end, written, closed
+    "platform calls": 19,  # the nodes of each kind; of each CPLD 2 questions, and a block twice
+    "system calls, log file": 72,  # 6 a record: opened, three looks at its size, written, closed
     "system calls, CPLDs": 12,  # 3 a CPLD: its node is opened, one transfer, closed
     "system calls, connections": 66,  # sd-bus sets up each socket
     "system calls, messages": 78,  # sd-bus reads a message's head and its rest apart
