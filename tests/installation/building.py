@@ -2,10 +2,14 @@
 
 from __future__ import annotations
 
+import json
+import os
 import subprocess
 from configparser import ConfigParser
 from dataclasses import dataclass
 from pathlib import Path
+
+from executable import Executable
 
 ROOT = Path(__file__).resolve().parents[2]
 
@@ -27,6 +31,22 @@ class Build:
         words = ["meson", "setup", str(self.folder), str(ROOT), "-Dtests=false", search]
         cross = ["--cross-file", str(self.cross_file)] if self.cross_file else []
         return subprocess.run([*words, *cross, *options], text=True, capture_output=True)
+
+    def command_of(self, source: str) -> str:
+        """The command that compiles a source of the project."""
+        commands = json.loads((self.folder / "compile_commands.json").read_text())
+        (command,) = [each["command"] for each in commands if each["file"].endswith(f"/{source}")]
+        return command
+
+    def make_service(self, *, from_the_start: bool = False) -> Executable:
+        """Compiles the service over the simulated platform's library, as an image has it over its own."""
+        done = self.configure("-Dplatform=real", "-Dplatform_libs=simplatform")
+        assert done.returncode == 0, done.stdout
+        environment = {**os.environ, **({"CCACHE_DISABLE": "1"} if from_the_start else {})}
+        words = ["ninja", "-C", str(self.folder), "tavrinupdate"]
+        made = subprocess.run(words, env=environment, text=True, capture_output=True)
+        assert made.returncode == 0, made.stdout
+        return Executable(self.folder, compiler(self.cross_file))
 
 
 def compiler(cross_file: Path | None) -> str:

@@ -1,13 +1,15 @@
-"""Fixtures of the tests of the build's choices and of what it installs. Nothing is compiled."""
+"""Fixtures of the tests of the build: its choices, what it installs, and the file that it makes."""
 
 from __future__ import annotations
 
+import os
 import subprocess
 from pathlib import Path
 
 import pytest
 
-from building import Build, compiler
+from building import ROOT, Build, compiler
+from executable import Executable
 
 
 def pytest_addoption(parser: pytest.Parser) -> None:
@@ -23,13 +25,33 @@ def cross_file(request: pytest.FixtureRequest) -> Path | None:
 
 @pytest.fixture(scope="session")
 def libraries(tmp_path_factory: pytest.TempPathFactory, cross_file: Path | None) -> Path:
-    """A folder with `libsomeplatform.so` and `libotherplatform.so`, which are empty."""
+    """A folder with `libsomeplatform.so` and `libotherplatform.so`, which are empty, and the simulated one."""
     folder = tmp_path_factory.mktemp("libraries")
     for name in ("someplatform", "otherplatform"):
         output = folder / f"lib{name}.so"
         words = [compiler(cross_file), "-shared", "-x", "c++", "/dev/null", "-o", str(output)]
         subprocess.run(words, check=True)
+    simulated = Path(os.environ.get("SIM_LIBDIR", ROOT / "build" / "sim")) / "libsimplatform.so"
+    (folder / simulated.name).symlink_to(simulated)
     return folder
+
+
+@pytest.fixture(scope="session")
+def executable(
+    tmp_path_factory: pytest.TempPathFactory, libraries: Path, cross_file: Path | None
+) -> Executable:
+    """The service, built as the README says."""
+    folder = tmp_path_factory.mktemp("one")
+    return Build(folder / "build", libraries, cross_file).make_service()
+
+
+@pytest.fixture(scope="session")
+def executable_elsewhere(
+    tmp_path_factory: pytest.TempPathFactory, libraries: Path, cross_file: Path | None
+) -> Executable:
+    """The same in another folder, compiled anew: a cache would bring the same objects."""
+    folder = tmp_path_factory.mktemp("other") / "and" / "deeper"
+    return Build(folder, libraries, cross_file).make_service(from_the_start=True)
 
 
 @pytest.fixture
