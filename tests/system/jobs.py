@@ -122,6 +122,12 @@ def threads(world: World) -> set[int]:
     return resources.threads(world.service.pid)
 
 
+def connections(world: World) -> list[str]:
+    """The service's connections to the bus as they are now."""
+    assert world.service is not None
+    return world.client.connections_of(world.service.pid)
+
+
 def wait_until(condition: Callable[[], bool], words: str, timeout: float = 20) -> None:
     """Waits for what announces itself nowhere."""
     deadline = time.monotonic() + timeout

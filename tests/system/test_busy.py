@@ -7,7 +7,17 @@ from collections.abc import Iterator
 import pytest
 from expected import power_state, start, worker
 from expected.registration import asked_again, listening, whole_pass
-from jobs import Outcome, break_library, followed, run, run_job, scan_blocked, update
+from jobs import (
+    Outcome,
+    break_library,
+    followed,
+    run,
+    run_job,
+    scan_blocked,
+    unmark,
+    update,
+    wait_until,
+)
 from registering import thread_lines, wait_for_calls
 from sequence import job_sequence
 from tavrinsim.coordinator import Job, Report
@@ -119,6 +129,25 @@ def test_the_next_job_may_be_sent_from_the_handler_of_the_last_report(service: W
             (job.fqdd, *step) for step in whole
         ]
     assert service.board.device("flop").version == "3.4.5"
+
+
+def test_the_next_job_leaves_the_last_one_its_mark(service: World) -> None:
+    first = service.job("PBBCPLD.Embedded.1", service.payload("pbb", "2.3.4"))
+    second = service.job("CPLD.IOBay.1", service.payload("flop", "3.4.5"))
+    gate = service.board.faults.gate()
+    service.board.faults.programming(pause_at=5, gate=gate)
+
+    async def send_next(report: Report) -> None:
+        if report.final and report.transaction == first.transaction:
+            await service.coordinator.update_async(second)
+
+    service.coordinator.on_report = send_next
+    assert service.coordinator.update(first) == 0
+    gate.wait_reached()
+    unmark(service, first.fqdd)
+    gate.open()
+    service.coordinator.wait_outcome(second.transaction)
+    wait_until(lambda: scan_blocked(service, first.fqdd), "the first job's mark is set again")
 
 
 def test_a_job_sent_from_the_handler_of_an_earlier_report_is_refused(service: World) -> None:

@@ -85,12 +85,20 @@ def test_a_reading_that_failed_half_way_is_made_afresh(
 
 @pytest.mark.parametrize(
     ("broken", "left"),
-    [("flop", [PBB, PBB, PDB]), ("pdb", [PBB, PBB, FLOP]), ("pbb", [PDB, FLOP])],
+    [
+        ("flop", [PBB, PBB, PDB]),
+        ("pdb", [PBB, PBB, FLOP]),
+        ("pbb", [PDB, FLOP]),
+        ("pdb flop", [PBB, PBB]),
+        ("pbb flop", [PDB]),
+        ("pbb pdb", [FLOP]),
+    ],
 )
 def test_a_kind_that_cannot_be_read_is_not_published_the_others_are(
     world: World, broken: str, left: list[names.Kind]
 ) -> None:
-    world.board.faults.open(world.board.device(broken), errno=6)
+    for kind in broken.split():
+        world.board.faults.open(world.board.device(kind), errno=6)
     world.start()
     world.wait_published()
     expected = {kind.object_path(number) for kind in left for number in (1, left.count(kind))}

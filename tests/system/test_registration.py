@@ -19,6 +19,7 @@ from expected.registration import (
     listening,
     whole_pass,
 )
+from jobs import connections, wait_until
 from registering import registered_paths, thread_lines, wait_for_calls
 from tavrinsim import names
 from tavrinsim.answers import Departure, Failure, Held, Latch, Reply
@@ -101,10 +102,9 @@ def test_every_cpld_is_registered_after_five_seconds(worlds: dict[str, World]) -
 
 def test_a_pass_has_a_connection_of_its_own(worlds: dict[str, World]) -> None:
     world = worlds["healthy"]
-    assert world.service is not None
     (sender,) = {call.sender for call in world.coordinator.wait_registered(4)[:4]}
     world.trace.wait_for(what="bus", member="NameOwnerChanged", body=[sender, sender, ""])
-    remaining = world.client.connections_of(world.service.pid)
+    remaining = connections(world)
     assert world.client.owner() in remaining
     assert sender not in remaining
     assert len(remaining) == 2  # the other one listens
@@ -178,6 +178,7 @@ def test_without_a_coordinator_every_call_fails_and_the_thread_listens_on(
     wait_for_calls(world, 8)
     assert thread_lines(world) == [*missed, *asked_again(), *whole_pass()]
     assert registered_paths(world) == PATHS
+    wait_until(lambda: len(connections(world)) == 2, "no pass leaves its connection open")
 
 
 def first_line_of_pass(world: World) -> int:

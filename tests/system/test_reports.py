@@ -9,7 +9,14 @@ from conftest import FindDouble
 from dbus_next import Variant
 from expected import intake, ports, reports, worker
 from expected.reports import Lines
-from jobs import break_library, followed, send_without_coordinator, update
+from jobs import (
+    break_library,
+    connections,
+    followed,
+    send_without_coordinator,
+    update,
+    wait_until,
+)
 from messages import settled_mark
 from tavrinsim import names
 from tavrinsim.answers import Answer, Departure, Failure, Held, Latch, Reply, Silence
@@ -88,6 +95,7 @@ def test_error_replies_are_logged_and_the_update_goes_on(
     failure = reports.failure(code, text, answer.name, message)
     assert done.result == 0
     assert done.steps == with_failures(short(service, done.job), failure)
+    wait_until(lambda: len(connections(service)) == 2, "no report leaves its connection open")
 
 
 def test_what_a_reply_holds_does_not_matter(service: World) -> None:

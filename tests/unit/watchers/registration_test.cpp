@@ -5,6 +5,7 @@
 #include <sdbusplus/exception.hpp>
 
 #include <cerrno>
+#include <new>
 
 namespace
 {
@@ -170,6 +171,13 @@ TEST_F(Registration, AnExceptionIsLoggedAndTheNextInstanceFollows)
                                          errorLine("[%s]: Registration Method call failed: %s\n",
                                                    function, words.c_str()),
                                          calling("FLOP", "FLOP_1"), success("FLOP", 0)}));
+}
+
+TEST_F(Registration, WithoutMemoryForOneInstanceGoesOnWithTheNext)
+{
+    answerFirst([] { throw std::bad_alloc(); });
+    cpld_update_register_handler(two);
+    EXPECT_EQ(fakes::journal(), (Lines{registered("PBB_PLD_1"), registered("FLOP_1")}));
 }
 
 TEST_F(Registration, WithoutABusIsGivenUp)
