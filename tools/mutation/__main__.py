@@ -17,6 +17,7 @@ from rich.progress import Progress
 
 from .change import Change
 from .finder import find_changes
+from .patch import DoesNotApply, Patch, read_patches
 from .sandbox import Sandbox
 from .trial import Outcome, Verdict, first_failure, judge
 
@@ -50,12 +51,12 @@ class Workshop:
         finally:
             self._free.put(sandbox)
 
-    def judge(self, changes: Sequence[Change]) -> Iterator[Verdict]:
+    def judge(self, changes: Sequence[Change | Patch]) -> Iterator[Verdict]:
         """Tries changes; in the order of files, so that few objects are built twice."""
-        ordered = sorted(changes, key=lambda change: (change.file, change.start))
+        ordered = sorted(changes, key=lambda change: change.file)
         yield from self._pool.map(self._judge, ordered)
 
-    def _judge(self, change: Change) -> Verdict:
+    def _judge(self, change: Change | Patch) -> Verdict:
         sandbox = self._free.get()
         try:
             return judge(sandbox, change)
@@ -68,22 +69,38 @@ def main() -> int:
     arguments = _arguments()
     console.print(f"Building {SANDBOXES} copies of the tree in {WORK.name}/")
     workshop = Workshop()
-    changes = find_changes(workshop.tree, workshop.build)
-    wanted = [
-        change for change in changes if any(text in str(change) for text in arguments.only)
-    ]
-    console.print(f"{len(changes)} changes are possible, {len(wanted)} of them are looked at")
-    # The order decides which are judged; one seed always gives the same.
-    random.Random(arguments.seed).shuffle(wanted)
+    changes = _changes(workshop, arguments)
     if arguments.list:
-        for change in wanted[: arguments.count]:
+        for change in changes[: arguments.count]:
             console.print(str(change), markup=False)
         return 0
     if failed := workshop.failure_without_change():
         console.print(f"Without any change this test fails: {failed}", style="bold red")
         return 1
-    verdicts = _judge_enough(workshop, wanted, arguments.count)
-    return _report(verdicts, arguments.seed)
+    verdicts = _judge_enough(workshop, changes, arguments.count)
+    rate = _report(verdicts)
+    if arguments.hand_made:
+        # None of them is there by chance, so none may be left out of the count either.
+        noticed = sum(verdict.outcome is Outcome.NOTICED for verdict in verdicts)
+        return 0 if noticed == len(changes) else 1
+    return 0 if rate >= LEAST_RATE else 1
+
+
+def _changes(workshop: Workshop, arguments: argparse.Namespace) -> list[Change | Patch]:
+    """What is to be judged, in that order."""
+    found: list[Change | Patch] = []
+    if arguments.hand_made:
+        found += read_patches(workshop.tree)
+        arguments.count = len(found)
+    else:
+        found += find_changes(workshop.tree, workshop.build)
+    wanted = [change for change in found if any(text in str(change) for text in arguments.only)]
+    console.print(f"{len(found)} changes are possible, {len(wanted)} of them are looked at")
+    if not arguments.hand_made:
+        # The order decides which are judged; one seed always gives the same.
+        console.print(f"Seed {arguments.seed}")
+        random.Random(arguments.seed).shuffle(wanted)
+    return wanted
 
 
 def _arguments() -> argparse.Namespace:
@@ -91,11 +108,12 @@ def _arguments() -> argparse.Namespace:
     parser.add_argument("--count", type=int, default=150)
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--only", nargs="+", default=[""], metavar="TEXT")
+    parser.add_argument("--hand-made", action="store_true")
     parser.add_argument("--list", action="store_true")
     return parser.parse_args()
 
 
-def _judge_enough(workshop: Workshop, changes: list[Change], count: int) -> list[Verdict]:
+def _judge_enough(workshop: Workshop, changes: list[Change | Patch], count: int) -> list[Verdict]:
     """Verdicts about `count` changes that are changes: what does not count is replaced."""
     verdicts: list[Verdict] = []
     with Progress(console=console, transient=True) as progress:
@@ -116,20 +134,21 @@ def _tell(verdict: Verdict) -> None:
         console.print(f"{'':>14}  {verdict.why}", style="dim", markup=False)
 
 
-def _report(verdicts: list[Verdict], seed: int) -> int:
+def _report(verdicts: list[Verdict]) -> float:
+    """Tells of the survivors. Returns the rate of those that a test noticed."""
     judged = [verdict for verdict in verdicts if verdict.counts]
     survivors = [verdict for verdict in judged if verdict.outcome is Outcome.SURVIVED]
     (WORK / "report.json").write_text(json.dumps([_as_json(one) for one in verdicts], indent=2))
     for verdict in survivors:
         console.print(f"\n{verdict.change}", style="bold", markup=False)
-        console.print(f"- {verdict.change.before}\n+ {verdict.change.after}", markup=False)
+        console.print(verdict.change.text, markup=False)
     if not judged:
         console.print("No change could be judged")
-        return 1
+        return 0
     rate = 1 - len(survivors) / len(judged)
     ends = Counter(verdict.outcome for verdict in verdicts)
     console.print(
-        f"\nSeed {seed}: {len(judged)} changes, {ends[Outcome.NOTICED]} noticed, "
+        f"\n{len(judged)} changes, {ends[Outcome.NOTICED]} noticed, "
         f"{len(survivors)} survived: {rate:.1%}"
     )
     console.print(
@@ -137,19 +156,21 @@ def _report(verdicts: list[Verdict], seed: int) -> int:
         f"{ends[Outcome.SAME_CODE]} that give the same code, "
         f"{ends[Outcome.REFUSED]} that do not build"
     )
-    return 0 if rate >= LEAST_RATE else 1
+    return rate
 
 
-def _as_json(verdict: Verdict) -> dict[str, object]:
-    change = verdict.change
+def _as_json(verdict: Verdict) -> dict[str, str]:
     return {
-        "change": str(change),
-        "before": change.before,
-        "after": change.after,
+        "change": str(verdict.change),
+        "code": verdict.change.text,
         "outcome": verdict.outcome.value,
         "why": verdict.why,
     }
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    try:
+        sys.exit(main())
+    except DoesNotApply as error:
+        console.print(str(error), style="bold red", markup=False)
+        sys.exit(1)

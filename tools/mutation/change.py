@@ -29,6 +29,11 @@ class Change:
         where = f"{self.file}:{self.line}:{self.column}"
         return f"{where} {self.kind}: {_brief(self.before)} -> {_brief(self.after)}"
 
+    @property
+    def text(self) -> str:
+        """What goes and what comes instead."""
+        return f"- {self.before}\n+ {self.after}"
+
     @contextmanager
     def applied(self, tree: Path) -> Iterator[None]:
         """Makes the change in a copy of the tree, for as long as the context lasts."""

@@ -8,6 +8,7 @@ from pathlib import Path
 
 from .change import Change
 from .equivalents import reason_why_equivalent
+from .patch import Patch
 from .sandbox import Sandbox
 
 
@@ -25,7 +26,7 @@ class Outcome(Enum):
 class Verdict:
     """The end of one trial; `why` is the first test that noticed, or why none can."""
 
-    change: Change
+    change: Change | Patch
     outcome: Outcome
     why: str = ""
 
@@ -35,7 +36,7 @@ class Verdict:
         return self.outcome in (Outcome.NOTICED, Outcome.SURVIVED)
 
 
-def judge(sandbox: Sandbox, change: Change) -> Verdict:
+def judge(sandbox: Sandbox, change: Change | Patch) -> Verdict:
     """Makes a change in the sandbox, asks the tests about it and takes it back."""
     with change.applied(sandbox.tree):
         # A header has no code of its own: only the tests can tell whether it matters.
@@ -50,7 +51,7 @@ def judge(sandbox: Sandbox, change: Change) -> Verdict:
             return Verdict(change, Outcome.REFUSED)
         if failed:
             return Verdict(change, Outcome.NOTICED, failed)
-        if reason := reason_why_equivalent(change):
+        if isinstance(change, Change) and (reason := reason_why_equivalent(change)):
             return Verdict(change, Outcome.EQUIVALENT, reason)
         return Verdict(change, Outcome.SURVIVED)
 
