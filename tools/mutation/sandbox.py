@@ -149,8 +149,9 @@ class Sandbox:
         return hashlib.sha256((self.build / self._object(source)).read_bytes()).hexdigest()
 
     def _object(self, source: str) -> str:
-        folder = "tavrinupdate.p" if source.startswith("main/") else "libservice.a.p"
-        return f"{folder}/{source.replace('/', '_')}.o"
+        folder = source.partition("/")[0]
+        program = "tavrinupdate" if folder == "main" else f"lib{folder}.a"
+        return f"{program}.p/{source.replace('/', '_')}.o"
 
     def _checked(self, command: Sequence[str]) -> None:
         done = _run(command, self.tree, check=False)
