@@ -1,17 +1,15 @@
-"""Whether tools/check-layers sees what it is there for; tools/lint asks it about the tree."""
+"""Whether the check of the calls between the folders sees what it is there for; tools/lint runs it."""
 
 from __future__ import annotations
 
 import subprocess
-from importlib.machinery import SourceFileLoader
-from importlib.util import module_from_spec, spec_from_loader
+import sys
 from pathlib import Path
 
 from building import ROOT
 
-loader = SourceFileLoader("check_layers", str(ROOT / "tools" / "check-layers"))
-layers = module_from_spec(spec_from_loader("check_layers", loader))
-loader.exec_module(layers)
+sys.path.append(str(ROOT / "tools" / "lib"))
+import check_layers as layers  # noqa: E402
 
 PICTURE = """
     hw -- which platform? --> inventory

@@ -8,7 +8,7 @@ from pathlib import Path
 import pytest
 from jobs import run, update_each
 from reliability import sanitizers
-from reliability.bus_fuzz.campaign import campaign
+from reliability.bus_calls.campaign import campaign
 from reliability.load.crowd import Crowd
 from reliability.load.mixed import mix
 from tavrinsim.setting import Setting

@@ -16,6 +16,9 @@ run_packages=(
 )
 lint_packages=(clang-format clang-tidy git jq)
 
+# The comment at a tool's head is its help.
+usage() { awk 'NR > 1 { if (!/^#/) exit; sub(/^# ?/, ""); print }' "$0"; }
+
 say() { printf '\n== %s\n' "$*"; }
 
 # A name without an architecture means the machine's own.

@@ -1,4 +1,6 @@
-"""The command: updates under readers, under a storm of calls, and under everything at once."""
+"""Updates under readers, under a storm of calls, and under everything at once. Fails when an update does
+anything else than alone, when a reader waits too long or in vain, when two updates overlap, when a
+refused call leaves more than its line in the log, or when anything grows."""
 
 from __future__ import annotations
 
@@ -41,10 +43,13 @@ def main() -> int:
 
 
 def _options() -> argparse.Namespace:
-    parser = argparse.ArgumentParser(prog="tools/load")
-    parser.add_argument("--updates", type=int, default=20)
-    parser.add_argument("--readers", type=int, default=CLIENTS)
-    parser.add_argument("--callers", type=int, default=CALLERS)
+    parser = argparse.ArgumentParser(prog="tools/stress load", description=__doc__)
+    updates = "updates under the storm, and again under everything (%(default)s)"
+    parser.add_argument("--updates", type=int, default=20, help=updates)
+    readers = "clients that read everything without a pause (%(default)s)"
+    parser.add_argument("--readers", type=int, default=CLIENTS, help=readers)
+    callers = "callers who ask for updates all at once, again and again (%(default)s)"
+    parser.add_argument("--callers", type=int, default=CALLERS, help=callers)
     parser.add_argument("--binary", type=Path, default=BINARY)
     return parser.parse_args()
 

@@ -1,4 +1,8 @@
-"""The command: sudden ends spread over updates of all kinds, and what the next start found."""
+"""Ends the service in the middle of updates, right before one of its effects on the world (a message, a
+transfer, a file opened, something written), restarts it, and looks what the restart and the next update
+of the same CPLD make of it. Four of five ends are SIGKILL, the fifth is SIGTERM. Fails where a restart
+or an update did not find what it must, or where no end fell into one of the steps. Each end is in
+sudden-ends-points.json."""
 
 from __future__ import annotations
 
@@ -34,9 +38,10 @@ def main() -> int:
 
 
 def _options() -> argparse.Namespace:
-    parser = argparse.ArgumentParser(prog="tools/sudden-ends")
-    parser.add_argument("--points", type=int)
-    parser.add_argument("--worlds", type=int, default=12)
+    parser = argparse.ArgumentParser(prog="tools/stress sudden-ends", description=__doc__)
+    points_help = "so many ends, spread evenly over an update of each kind (every one there is)"
+    parser.add_argument("--points", type=int, help=points_help)
+    parser.add_argument("--worlds", type=int, default=12, help="side by side (%(default)s)")
     parser.add_argument("--binary", type=Path, default=BINARY)
     options = parser.parse_args()
     if options.points is not None and options.points < 2 * len(KINDS):

@@ -1,4 +1,4 @@
-"""Calls of every kind to everything that the service has on the bus; the long form is tools/fuzz-bus."""
+"""Calls of every kind to everything that the service has on the bus; the long form is tools/stress bus-calls."""
 
 from __future__ import annotations
 
@@ -6,7 +6,7 @@ import os
 from pathlib import Path
 
 import pytest
-from reliability.bus_fuzz.campaign import campaign
+from reliability.bus_calls.campaign import campaign
 
 COUNT = 1000
 

@@ -121,7 +121,7 @@ class Campaign:
             "folders": self._folders,
             "numbers": [kind.component_id for kind in names.KINDS.values()],
         }
-        command = [sys.executable, "-m", "reliability.bus_fuzz.caller", json.dumps(order)]
+        command = [sys.executable, "-m", "reliability.bus_calls.caller", json.dumps(order)]
         path = os.pathsep.join(entry for entry in sys.path if entry)
         with subprocess.Popen(
             command, stdout=subprocess.PIPE, text=True, env={**os.environ, "PYTHONPATH": path}

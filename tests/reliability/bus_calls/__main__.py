@@ -1,4 +1,8 @@
-"""The command: a controller for each user, side by side."""
+"""Calls everything that the service has on the bus, as root and as an ordinary user, with arguments of
+every kind: right ones, odd ones, wrong ones. Fails when a call stays without an answer, when the ordinary
+user gets through to anything but reading, or when the service has ended, can do no update, or holds more
+after the second half of the calls than after the first, with all values put back. Needs root: nobody
+else can call as another user."""
 
 from __future__ import annotations
 
@@ -33,13 +37,13 @@ def main() -> int:
         findings.figures |= _figures(user, result, counted)
         findings.violations += [f"{user}: {violation}" for violation in result.violations]
     findings.figures["minutes"] = (time.monotonic() - begin) / 60
-    return findings.finish(Console(), options.binary.resolve().parent / "bus-fuzz.json")
+    return findings.finish(Console(), options.binary.resolve().parent / "bus-calls.json")
 
 
 def _options() -> argparse.Namespace:
-    parser = argparse.ArgumentParser(prog="tools/fuzz-bus")
-    parser.add_argument("--count", type=int, default=20000)
-    parser.add_argument("--seed", type=int, default=1)
+    parser = argparse.ArgumentParser(prog="tools/stress bus-calls", description=__doc__)
+    parser.add_argument("--count", type=int, default=20000, help="of each user (%(default)s)")
+    parser.add_argument("--seed", type=int, default=1, help="the same makes the same calls")
     parser.add_argument("--binary", type=Path, default=BINARY)
     options = parser.parse_args()
     if os.geteuid() != 0:

@@ -1,6 +1,6 @@
 """A process that makes the calls, as the user that it was told to become.
 
-    python3 -m reliability.bus_fuzz.caller ORDER
+    python3 -m reliability.bus_calls.caller ORDER
 
 The order is one JSON object, the members of `Order`. The process prints "done N" now and then, and a
 JSON object with the members of `Answers` at its end.

@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Holds what the folders call of each other against the picture in docs/architecture.md.
 
-usage: tools/check-layers [BUILD-FOLDER]
+usage: check_layers.py [BUILD-FOLDER]
 
 Judged is what is linked: a call goes from the folder whose library leaves a symbol undefined to the
 one whose library defines it, wherever it is declared. Every call must be an arrow of the picture, and
@@ -18,7 +18,7 @@ import sys
 from graphlib import CycleError, TopologicalSorter
 from pathlib import Path
 
-ROOT = Path(__file__).resolve().parent.parent
+ROOT = Path(__file__).resolve().parents[2]
 PICTURE = ROOT / "docs" / "architecture.md"
 
 # `hw -- the platform's identity --> inventory`, dotted: `service -. served calls .-> update`.
