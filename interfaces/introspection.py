@@ -14,7 +14,7 @@ from xml.etree.ElementTree import Element, SubElement
 # Building must leave the source tree as it was.
 sys.dont_write_bytecode = True
 # The definitions are read here as they are for the bundled bindings, whichever are in use.
-sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "bus"))
+sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "subprojects" / "sdbusplus"))
 
 from generator.definition import Interface, Method, Property, load_interface  # noqa: E402
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "../../bus/tests/private_bus.hpp"
+#include "../bus/private_bus.hpp"
 #include "service/component_table.hpp"
 #include "service/tavrinupdate.hpp"
 #include "service_test.hpp"

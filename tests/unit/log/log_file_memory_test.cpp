@@ -1,6 +1,6 @@
 #include "log/log_file.hpp"
 
-#include "../../../bus/tests/memory.hpp"
+#include "../../bus/memory.hpp"
 #include "service_test.hpp"
 
 namespace

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "bus/tests/conversation.hpp"
+#include "tests/bus/conversation.hpp"
 #include "fakes/files.hpp"
 #include "fakes/platform_log.hpp"
 #include "fakes/software_inventory.hpp"

@@ -1,6 +1,6 @@
 #include "update/finished_jobs.hpp"
 
-#include "../../../bus/tests/memory.hpp"
+#include "../../bus/memory.hpp"
 #include "fakes/journal.hpp"
 #include "fakes/next_symbol.hpp"
 

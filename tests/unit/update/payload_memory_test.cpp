@@ -1,4 +1,4 @@
-#include "../../../bus/tests/memory.hpp"
+#include "../../bus/memory.hpp"
 #include "service_test.hpp"
 #include "update/payload_choice.hpp"
 

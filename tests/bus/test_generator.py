@@ -10,7 +10,8 @@ import unittest
 from pathlib import Path
 
 sys.dont_write_bytecode = True
-BUS = Path(__file__).resolve().parents[1]
+ROOT = Path(__file__).resolve().parents[2]
+BUS = ROOT / "subprojects" / "sdbusplus"
 sys.path.insert(0, str(BUS))
 
 from generator.definition import load_interface  # noqa: E402
@@ -182,7 +183,7 @@ class Unsupported(unittest.TestCase):
 class CommandLine(unittest.TestCase):
     def run_generator(self, *arguments: str) -> subprocess.CompletedProcess[str]:
         return subprocess.run(
-            [BUS / "sdbus++", "-r", BUS.parent / "interfaces", *arguments],
+            [BUS / "sdbus++", "-r", ROOT / "interfaces", *arguments],
             capture_output=True,
             text=True,
             check=False,
