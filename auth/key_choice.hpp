@@ -11,7 +11,6 @@
 #include "service/payload_header.hpp"
 
 #include <cstdint>
-#include <optional>
 
 /** What a payload's header asks for. */
 enum class KeyRevision
@@ -26,14 +25,3 @@ std::uint32_t revisionCode(const PayloadHeader& header);
 
 /** 2 is the X revision, 16 the A revision, any other code the default key. */
 KeyRevision keyRevision(std::uint32_t code);
-
-/** A component's key file and the words that announce it in the trace log. */
-struct KeyChoice
-{
-    const char* componentLine;
-    const char* revisionLine;
-    const char* path;
-};
-
-/** @return nothing for an unknown component number */
-std::optional<KeyChoice> chooseKey(std::uint32_t componentId, KeyRevision revision);

@@ -10,13 +10,14 @@ constexpr auto functionName = "enable_disable_programingNode_for_flop";
 /** The FLOP's own version; 0.0.0 where it cannot be read. */
 CpldVersion readOwnVersion(const CpldInventory& record, int fd)
 {
-    const std::array<std::uint8_t, 1> request{versionRegister(KindCode::flop)};
+    const ComponentKind& flop = *findKind(KindCode::flop);
+    const std::array<std::uint8_t, 1> request{flop.versionRegister};
     VersionBytes bytes{};
     if (!Tavrinupdate::tavrinWR(request, bytes, record, fd))
     {
         logRecord("[%s]:read failed for Byte12-version details \n", functionName);
     }
-    const auto version = decodeVersion(KindCode::flop, bytes);
+    const auto version = decodeVersion(flop, bytes);
     logTrace("[%s]:Current CPLD version is Maj-%d Min-%d Maint-%d \n", functionName, version.major,
              version.minor, version.maintenance);
     return version;

@@ -24,14 +24,17 @@ bool mayUseByte3(const CpldVersion& version)
 bool Tavrinupdate::enable_disable_programingNode(std::uint8_t instance, std::uint8_t enable,
                                                  CpldInventory& record)
 {
-    switch (updateRequest().CompId)
+    const ComponentKind* const kind = findComponent(updateRequest().CompId);
+    if (kind == nullptr)
     {
-    case component_id::flop:
-        return enable_disable_programingNode_for_flop(instance, enable, record);
-    case component_id::pbb:
-    case component_id::pdb:
-        return enable_disable_programingNode_for_pbb_pdb(instance, enable, record);
-    default:
         return true;
     }
+    switch (kind->portRule)
+    {
+    case PortRule::enableBit:
+        return enable_disable_programingNode_for_flop(instance, enable, record);
+    case PortRule::lockBit:
+        break;
+    }
+    return enable_disable_programingNode_for_pbb_pdb(instance, enable, record);
 }

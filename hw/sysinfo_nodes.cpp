@@ -34,18 +34,13 @@ void appendPaths(const i2c_sysinfo& block, std::vector<std::string>& nodes)
 
 } // namespace
 
-std::uint32_t nodeTypeCode(KindCode kind)
+std::uint32_t nodeTypeCode(KindCode code)
 {
-    switch (kind)
-    {
-    case KindCode::flop:
-        return 26;
-    case KindCode::pbb:
-        return 62;
-    case KindCode::pdb:
-        return 44;
-    }
-    return 165;
+    // What the platform calls a node of none of the kinds; no record of the service has such a
+    // code.
+    constexpr std::uint32_t otherNodeType = 165;
+    const ComponentKind* const kind = findKind(code);
+    return kind != nullptr ? kind->nodeType : otherNodeType;
 }
 
 int Tavrinupdate::getSysinfoNodes(CpldInventory& record, std::vector<std::string>& nodes)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "service/cpld_inventory.hpp"
+#include "service/component_kind.hpp"
 
 #include <cstdint>
 
@@ -8,4 +8,4 @@
 inline constexpr std::uint32_t maxInstances = 255;
 
 /** Code under which the platform description lists the device nodes of a kind. */
-std::uint32_t nodeTypeCode(KindCode kind);
+std::uint32_t nodeTypeCode(KindCode code);

@@ -1,35 +1,23 @@
 #include "hw/version.hpp"
 
-#include "service/component_table.hpp"
-
 namespace
 {
 
-constexpr int highNibble(std::uint8_t byte)
+int numberIn(const VersionBytes& bytes, VersionNibble place)
 {
-    return byte >> 4U;
-}
-
-constexpr int lowNibble(std::uint8_t byte)
-{
-    return static_cast<int>(byte & 0x0FU);
+    const unsigned byte = bytes.at(place.byte);
+    return static_cast<int>(place.high ? byte >> 4U : byte & 0x0FU);
 }
 
 } // namespace
 
-std::uint8_t versionRegister(KindCode kind)
+CpldVersion decodeVersion(const ComponentKind& kind, const VersionBytes& bytes)
 {
-    return kind == KindCode::flop ? 0x0C : 0x00;
-}
-
-CpldVersion decodeVersion(KindCode kind, const VersionBytes& bytes)
-{
-    const auto [first, second] = bytes;
-    if (kind == KindCode::flop)
-    {
-        return {highNibble(second), highNibble(first), lowNibble(first)};
-    }
-    return {lowNibble(first), highNibble(first), lowNibble(second)};
+    return {
+        numberIn(bytes, kind.major),
+        numberIn(bytes, kind.minor),
+        numberIn(bytes, kind.maintenance),
+    };
 }
 
 std::string versionText(const CpldVersion& version)
@@ -38,7 +26,7 @@ std::string versionText(const CpldVersion& version)
            std::to_string(version.maintenance);
 }
 
-std::string instanceFqdd(KindCode kind, std::uint8_t index)
+std::string instanceFqdd(const ComponentKind& kind, std::uint8_t index)
 {
-    return std::string(fqddPrefix(kind)) + std::to_string(index + 1);
+    return kind.fqddPrefix + std::to_string(index + 1);
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "service/cpld_inventory.hpp"
+#include "service/component_kind.hpp"
 
 #include <array>
 #include <cstdint>
@@ -19,14 +19,11 @@ struct CpldVersion
 /** The register read for the version, and the one behind it. */
 using VersionBytes = std::array<std::uint8_t, 2>;
 
-/** Register at which a kind's two version bytes begin. */
-std::uint8_t versionRegister(KindCode kind);
-
-/** Decodes the version bytes; which nibbles count differs between the kinds. */
-CpldVersion decodeVersion(KindCode kind, const VersionBytes& bytes);
+/** Takes the numbers from the nibbles that the kind has them in. */
+CpldVersion decodeVersion(const ComponentKind& kind, const VersionBytes& bytes);
 
 /** Major, minor and maintenance number in decimal, joined by dots. */
 std::string versionText(const CpldVersion& version);
 
 /** FQDD of an instance. @param index counted from 0 */
-std::string instanceFqdd(KindCode kind, std::uint8_t index);
+std::string instanceFqdd(const ComponentKind& kind, std::uint8_t index);

@@ -8,18 +8,17 @@ namespace
 
 constexpr auto functionName = "readCpldVersion";
 
-constexpr bool isKnown(KindCode kind)
-{
-    return kind == KindCode::pbb || kind == KindCode::pdb || kind == KindCode::flop;
-}
+// A record of none of the kinds is read, and nothing of it is kept. There is none in the service.
+constexpr std::uint8_t otherVersionRegister = 0x00;
 
-void keepVersion(CpldInventory& record, std::uint8_t index, const VersionBytes& bytes)
+void keepVersion(CpldInventory& record, const ComponentKind& kind, std::uint8_t index,
+                 const VersionBytes& bytes)
 {
-    const auto version = decodeVersion(record.kindCode, bytes);
+    const auto version = decodeVersion(kind, bytes);
     record.cpldVersions.push_back(versionText(version));
     logRecord("[%s] : %s[%d]: Maj-%d Min-%d Maint-%d\n", functionName, record.nodeName.c_str(),
               index, version.major, version.minor, version.maintenance);
-    record.fqdds.push_back(instanceFqdd(record.kindCode, index));
+    record.fqdds.push_back(instanceFqdd(kind, index));
 }
 
 bool readInstance(CpldInventory& record, std::uint8_t index, const std::vector<std::string>& nodes)
@@ -34,7 +33,9 @@ bool readInstance(CpldInventory& record, std::uint8_t index, const std::vector<s
     const FileDescriptor fd(opened);
     logTrace("[%s] : %s[%d]'s fd:%d\n", functionName, record.nodeName.c_str(), index, fd.get());
 
-    const std::array<std::uint8_t, 1> request{versionRegister(record.kindCode)};
+    const ComponentKind* const kind = findKind(record.kindCode);
+    const std::array<std::uint8_t, 1> request{kind != nullptr ? kind->versionRegister
+                                                              : otherVersionRegister};
     VersionBytes bytes{};
     if (!Tavrinupdate::tavrinWR(request, bytes, record, fd.get()))
     {
@@ -42,9 +43,9 @@ bool readInstance(CpldInventory& record, std::uint8_t index, const std::vector<s
                   record.nodeName.c_str(), index);
         return false;
     }
-    if (isKnown(record.kindCode))
+    if (kind != nullptr)
     {
-        keepVersion(record, index, bytes);
+        keepVersion(record, *kind, index, bytes);
     }
     return true;
 }

@@ -3,37 +3,23 @@
 namespace
 {
 
-void fill(CpldInventory& record, std::uint32_t componentId, KindCode kind, const char* nodeName,
-          const char* name)
+void fill(CpldInventory& record, const ComponentKind& kind)
 {
-    record.componentId = componentId;
-    record.kindCode = kind;
-    record.nodeName = nodeName;
-    record.deviceName = name;
-    record.friendlyName = name;
+    record.componentId = kind.componentId;
+    record.kindCode = kind.code;
+    record.nodeName = kind.nodeName;
+    record.deviceName = kind.name;
+    record.friendlyName = kind.name;
 }
 
 } // namespace
 
 void initialiseComponentTable(CpldInventory& pbb, CpldInventory& pdb, CpldInventory& flop)
 {
-    fill(pbb, component_id::pbb, KindCode::pbb, "PBB_PLD", "PBB_CPLD");
-    fill(pdb, component_id::pdb, KindCode::pdb, "PDB_PLD", "PDB_CPLD");
-    fill(flop, component_id::flop, KindCode::flop, "FLOP", "FLOP_CPLD");
-}
-
-std::string_view fqddPrefix(KindCode kind)
-{
-    switch (kind)
-    {
-    case KindCode::flop:
-        return "CPLD.IOBay.";
-    case KindCode::pbb:
-        return "PBBCPLD.Embedded.";
-    case KindCode::pdb:
-        return "PDBCPLD.Embedded.";
-    }
-    return {};
+    const auto& [pbbKind, pdbKind, flopKind] = componentKinds;
+    fill(pbb, pbbKind);
+    fill(pdb, pdbKind);
+    fill(flop, flopKind);
 }
 
 std::string instanceObjectPath(const std::string& nodeName, std::int64_t instance)

@@ -1,24 +1,10 @@
 #pragma once
 
+#include "service/component_kind.hpp"
+
 #include <cstdint>
 #include <string>
 #include <vector>
-
-/** What the code branches on; not the order in which the kinds are visited. */
-enum class KindCode : std::uint8_t
-{
-    flop = 0,
-    pbb = 1,
-    pdb = 2,
-};
-
-/** Numbers under which the update coordinator knows the three kinds of CPLD. */
-namespace component_id
-{
-inline constexpr std::uint32_t flop = 112102;
-inline constexpr std::uint32_t pbb = 114678;
-inline constexpr std::uint32_t pdb = 114747;
-} // namespace component_id
 
 /**
  * Everything known about the CPLDs of one kind of board.

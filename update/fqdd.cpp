@@ -1,18 +1,14 @@
 #include "update/fqdd.hpp"
 
-#include "service/component_table.hpp"
+#include <algorithm>
 
-std::optional<KindCode> kindOfFqdd(const std::string& fqdd)
+const ComponentKind* kindOfFqdd(const std::string& fqdd)
 {
     const auto prefix = fqdd.substr(0, fqdd.find_last_not_of("0123456789") + 1);
-    for (const auto kind : {KindCode::flop, KindCode::pbb, KindCode::pdb})
-    {
-        if (prefix == fqddPrefix(kind))
-        {
-            return kind;
-        }
-    }
-    return std::nullopt;
+    const auto* const found =
+        std::find_if(componentKinds.begin(), componentKinds.end(),
+                     [&prefix](const ComponentKind& kind) { return prefix == kind.fqddPrefix; });
+    return found != componentKinds.end() ? found : nullptr;
 }
 
 std::int32_t deviceIndexOfFqdd(const std::string& fqdd)

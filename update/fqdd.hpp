@@ -1,13 +1,12 @@
 #pragma once
 
-#include "service/cpld_inventory.hpp"
+#include "service/component_kind.hpp"
 
 #include <cstdint>
-#include <optional>
 #include <string>
 
-/** Kind of CPLD that an FQDD names, by its text without trailing digits; nothing for others. */
-std::optional<KindCode> kindOfFqdd(const std::string& fqdd);
+/** Kind of CPLD that an FQDD names, by its text without trailing digits; null for others. */
+const ComponentKind* kindOfFqdd(const std::string& fqdd);
 
 /**
  * 0-based device index: the number after the last "." less one; 0 where nothing follows the dot or

@@ -6,6 +6,7 @@
 #include "update/method_error.hpp"
 #include "update/update_slot.hpp"
 
+#include <algorithm>
 #include <new>
 #include <variant>
 
@@ -23,18 +24,12 @@ std::int32_t refuseFqdd(const std::string& fqdd)
     return updateRefused;
 }
 
-CpldInventory& recordOf(Tavrinupdate& service, KindCode kind)
+CpldInventory& recordOf(Tavrinupdate& service, const ComponentKind& kind)
 {
-    switch (kind)
-    {
-    case KindCode::pbb:
-        return service.pbb;
-    case KindCode::pdb:
-        return service.pdb;
-    case KindCode::flop:
-        break;
-    }
-    return service.flop;
+    const auto records = service.components();
+    return **std::find_if(records.begin(), records.end(),
+                          [&kind](const CpldInventory* record)
+                          { return record->kindCode == kind.code; });
 }
 
 /** Copies the job's properties; those before one of another type stay stored. */
@@ -66,8 +61,8 @@ std::int32_t takeJob(Tavrinupdate& service, const std::string& fqdd, std::uint32
     request.Fqdd = fqdd;
     request.TransactionId = transactionId;
 
-    const auto kind = kindOfFqdd(fqdd);
-    if (!kind)
+    const ComponentKind* const kind = kindOfFqdd(fqdd);
+    if (kind == nullptr)
     {
         return refuseFqdd(fqdd);
     }

@@ -27,15 +27,10 @@ bool refused()
     return false;
 }
 
-bool isKnownComponent(std::uint32_t id)
-{
-    return id == component_id::flop || id == component_id::pbb || id == component_id::pdb;
-}
-
 bool checkComponent()
 {
     const std::uint32_t id = updateRequest().CompId;
-    if (!isKnownComponent(id))
+    if (findComponent(id) == nullptr)
     {
         logRecord(
             "[%s] : Unable to start update. Component ID mismatch, expected %d, %d, or %d but it is: %d\n",

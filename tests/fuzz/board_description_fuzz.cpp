@@ -139,7 +139,7 @@ void requireVersions(const CpldInventory& record, const CpldVersion& version)
     for (std::size_t i = 0; i < record.fqdds.size(); ++i)
     {
         require(record.cpldVersions[i] == versionText(version), "the version is the device's");
-        require(kindOfFqdd(record.fqdds[i]) == record.kindCode &&
+        require(kindOfFqdd(record.fqdds[i]) == findKind(record.kindCode) &&
                     deviceIndexOfFqdd(record.fqdds[i]) == static_cast<std::int32_t>(i),
                 "an FQDD leads back to its device");
     }
@@ -161,7 +161,7 @@ void readVersions(CpldInventory record, const Devices& devices, const VersionByt
     fakes::clearJournal();
     const bool read = Tavrinupdate::readCpldVersion(record);
     require(fakes::openDevices() == 0, "every device node is closed");
-    requireVersions(record, decodeVersion(record.kindCode, bytes));
+    requireVersions(record, decodeVersion(*findKind(record.kindCode), bytes));
     const bool listed = expectedStatus() == 0;
     const auto expected = listed ? readableDevices(devices) : 0;
     require(record.fqdds.size() == expected, "the devices are read in order, up to one that fails");

@@ -101,7 +101,7 @@ TEST(EarlyFlopFirmware, IsToldApartFromAllOthersByItsBytes)
         {
             const VersionBytes bytes{static_cast<std::uint8_t>(first),
                                      static_cast<std::uint8_t>(second)};
-            ASSERT_EQ(mayUseByte3(decodeVersion(KindCode::flop, bytes)),
+            ASSERT_EQ(mayUseByte3(decodeVersion(*findKind(KindCode::flop), bytes)),
                       first <= 5 && second < 0x10)
                 << first << " " << second;
         }

@@ -22,7 +22,7 @@ class VersionDecoding : public testing::TestWithParam<Decoding>
 TEST_P(VersionDecoding, TakesTheNibblesOfItsKind)
 {
     const auto& [name, kind, bytes, text] = GetParam();
-    EXPECT_EQ(versionText(decodeVersion(kind, bytes)), text);
+    EXPECT_EQ(versionText(decodeVersion(*findKind(kind), bytes)), text);
 }
 
 constexpr auto pbb = KindCode::pbb;
@@ -44,25 +44,25 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(VersionRegister, IsTheFirstOnPbbAndPdb)
 {
-    EXPECT_EQ(versionRegister(KindCode::pbb), 0x00);
-    EXPECT_EQ(versionRegister(KindCode::pdb), 0x00);
+    EXPECT_EQ(findKind(pbb)->versionRegister, 0x00);
+    EXPECT_EQ(findKind(pdb)->versionRegister, 0x00);
 }
 
 TEST(VersionRegister, IsByte12OnTheFlop)
 {
-    EXPECT_EQ(versionRegister(KindCode::flop), 0x0C);
+    EXPECT_EQ(findKind(flop)->versionRegister, 0x0C);
 }
 
 TEST(InstanceFqdd, CountsFromOne)
 {
-    EXPECT_EQ(instanceFqdd(KindCode::pbb, 0), "PBBCPLD.Embedded.1");
-    EXPECT_EQ(instanceFqdd(KindCode::pdb, 1), "PDBCPLD.Embedded.2");
-    EXPECT_EQ(instanceFqdd(KindCode::flop, 0), "CPLD.IOBay.1");
+    EXPECT_EQ(instanceFqdd(*findKind(pbb), 0), "PBBCPLD.Embedded.1");
+    EXPECT_EQ(instanceFqdd(*findKind(pdb), 1), "PDBCPLD.Embedded.2");
+    EXPECT_EQ(instanceFqdd(*findKind(flop), 0), "CPLD.IOBay.1");
 }
 
 TEST(InstanceFqdd, NamesTheLastInstanceOfAll)
 {
-    EXPECT_EQ(instanceFqdd(KindCode::flop, 254), "CPLD.IOBay.255");
+    EXPECT_EQ(instanceFqdd(*findKind(flop), 254), "CPLD.IOBay.255");
 }
 
 } // namespace

@@ -60,16 +60,20 @@ TEST_F(ComponentTable, TellsNothingThatHasToBeRead)
     expectNothingRead(flop);
 }
 
-TEST(FqddPrefix, BelongsToTheKind)
+TEST(ComponentKinds, AreFoundByCodeAndByComponentNumber)
 {
-    EXPECT_EQ(fqddPrefix(KindCode::flop), "CPLD.IOBay.");
-    EXPECT_EQ(fqddPrefix(KindCode::pbb), "PBBCPLD.Embedded.");
-    EXPECT_EQ(fqddPrefix(KindCode::pdb), "PDBCPLD.Embedded.");
+    for (const ComponentKind& kind : componentKinds)
+    {
+        EXPECT_EQ(findKind(kind.code), &kind) << kind.name;
+        EXPECT_EQ(findComponent(kind.componentId), &kind) << kind.name;
+    }
 }
 
-TEST(FqddPrefix, IsEmptyForACodeThatNamesNoKind)
+TEST(ComponentKinds, AreNoOthers)
 {
-    EXPECT_EQ(fqddPrefix(KindCode{3}), "");
+    EXPECT_EQ(findKind(KindCode{3}), nullptr);
+    EXPECT_EQ(findComponent(0), nullptr);
+    EXPECT_EQ(findComponent(4294967295), nullptr);
 }
 
 TEST(InstanceObjectPath, NamesNodeAndInstance)

@@ -41,7 +41,7 @@ void ObjectsTest::makeReady(CpldInventory& record, std::uint32_t instances)
     record.cpldVersions.clear();
     for (std::uint32_t number = 1; number <= instances; ++number)
     {
-        record.fqdds.push_back(std::string(fqddPrefix(record.kindCode)) + std::to_string(number));
+        record.fqdds.push_back(findKind(record.kindCode)->fqddPrefix + std::to_string(number));
         record.cpldVersions.push_back(std::to_string(number) + ".0.0");
     }
     record.inventoryReady = true;

@@ -13,7 +13,7 @@ struct Reading
 {
     const char* name;
     const char* fqdd;
-    std::optional<KindCode> kind;
+    const ComponentKind* kind;
     std::int32_t index;
 };
 
@@ -31,19 +31,22 @@ TEST_P(FqddReading, GivesTheDeviceIndex)
     EXPECT_EQ(deviceIndexOfFqdd(GetParam().fqdd), GetParam().index);
 }
 
-constexpr auto none = std::nullopt;
+const ComponentKind* const none = nullptr;
+const ComponentKind* const pbb = findKind(KindCode::pbb);
+const ComponentKind* const pdb = findKind(KindCode::pdb);
+const ComponentKind* const flop = findKind(KindCode::flop);
 
 INSTANTIATE_TEST_SUITE_P(
     Table, FqddReading,
-    testing::Values(Reading{"FirstPbb", "PBBCPLD.Embedded.1", KindCode::pbb, 0},
-                    Reading{"SecondPbb", "PBBCPLD.Embedded.2", KindCode::pbb, 1},
-                    Reading{"FirstPdb", "PDBCPLD.Embedded.1", KindCode::pdb, 0},
-                    Reading{"FirstFlop", "CPLD.IOBay.1", KindCode::flop, 0},
-                    Reading{"TwoDigits", "CPLD.IOBay.12", KindCode::flop, 11},
-                    Reading{"LeadingZeroes", "CPLD.IOBay.007", KindCode::flop, 6},
-                    Reading{"NumberZero", "PBBCPLD.Embedded.0", KindCode::pbb, -1},
-                    Reading{"NoNumber", "PBBCPLD.Embedded.", KindCode::pbb, 0},
-                    Reading{"LargestNumber", "CPLD.IOBay.2147483647", KindCode::flop, 2147483646},
+    testing::Values(Reading{"FirstPbb", "PBBCPLD.Embedded.1", pbb, 0},
+                    Reading{"SecondPbb", "PBBCPLD.Embedded.2", pbb, 1},
+                    Reading{"FirstPdb", "PDBCPLD.Embedded.1", pdb, 0},
+                    Reading{"FirstFlop", "CPLD.IOBay.1", flop, 0},
+                    Reading{"TwoDigits", "CPLD.IOBay.12", flop, 11},
+                    Reading{"LeadingZeroes", "CPLD.IOBay.007", flop, 6},
+                    Reading{"NumberZero", "PBBCPLD.Embedded.0", pbb, -1},
+                    Reading{"NoNumber", "PBBCPLD.Embedded.", pbb, 0},
+                    Reading{"LargestNumber", "CPLD.IOBay.2147483647", flop, 2147483646},
                     Reading{"LowerCase", "pbbcpld.embedded.1", none, 0},
                     Reading{"BlankBeforeTheNumber", "CPLD.IOBay. 2", none, 1},
                     Reading{"SignedNumber", "CPLD.IOBay.-2", none, -3},
@@ -57,13 +60,13 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(FqddKind, NeedsTheDot)
 {
-    EXPECT_EQ(kindOfFqdd("PBBCPLD.Embedded"), std::nullopt);
-    EXPECT_EQ(kindOfFqdd("PBBCPLD.Embedded1"), std::nullopt);
+    EXPECT_EQ(kindOfFqdd("PBBCPLD.Embedded"), nullptr);
+    EXPECT_EQ(kindOfFqdd("PBBCPLD.Embedded1"), nullptr);
 }
 
 TEST(FqddKind, IsTheKindsThoughTheNumberIsOutOfRange)
 {
-    EXPECT_EQ(kindOfFqdd("CPLD.IOBay.99999999999"), KindCode::flop);
+    EXPECT_EQ(kindOfFqdd("CPLD.IOBay.99999999999"), flop);
 }
 
 TEST(FqddDeviceIndex, OutOfRangeIsAnErrorOfTheConversion)
