@@ -5,7 +5,8 @@ redirects it. So it runs inside a small root folder in which these paths are scr
 with the machine's programs and libraries beside them, read-only. Nothing outside the
 world's folder is created or changed: mount points exist in the scratch root only.
 
-Two programs can make such a view. Bubblewrap needs (user) namespaces; where these are
+What runs in the view has no capabilities, as the service under its unit has none: root's privileges
+would hide limits. Two programs can make such a view. Bubblewrap needs (user) namespaces; where these are
 refused, as in many containers, proot gets there by tracing the system calls.
 """
 
@@ -157,7 +158,8 @@ class Bubblewrap(View):
     def command(self, argv: Sequence[str]) -> list[str]:
         """See `View.command`. No process namespace: a pid is the same in and out."""
         # /proc is bound, not mounted: many containers refuse a new one.
-        words = ["bwrap", "--die-with-parent", "--bind", str(self.root.folder), "/"]
+        words = ["bwrap", "--die-with-parent", "--cap-drop", "ALL"]
+        words += ["--bind", str(self.root.folder), "/"]
         words += ["--dev-bind", "/proc", "/proc"]
         for device in self.root.devices:
             words += ["--dev-bind", str(device), str(device)]
@@ -191,7 +193,7 @@ class Proot(View):
         paths = [*self.root.devices, *(bind.path for bind in self.root.binds)]
         for path in paths:
             words += ["-b", str(path)]
-        return [*self._privileges(), *words, "-w", "/", *argv]
+        return [*self._no_privileges(), *words, "-w", "/", *argv]
 
     def environment(self) -> dict[str, str]:
         """See `View.environment`."""
@@ -199,9 +201,8 @@ class Proot(View):
         scratch = str(self.root.inside("/tmp"))
         return super().environment() | {"PROOT_NO_SECCOMP": "1", "PROOT_TMP_DIR": scratch}
 
-    def _privileges(self) -> list[str]:
-        """Root writes where it likes, but for a root without capabilities."""
-        if not self.root.read_only or os.geteuid() != 0:
+    def _no_privileges(self) -> list[str]:
+        if os.geteuid() != 0:
             return []
         return ["setpriv", "--inh-caps=-all", "--bounding-set=-all"]
 

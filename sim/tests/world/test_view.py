@@ -49,6 +49,13 @@ def test_the_machines_own_files_are_out_of_sight(build_world, view: str) -> None
     }  # fmt: skip
 
 
+def test_the_program_has_no_capabilities(build_world, view: str) -> None:
+    world = build_world("grep -E 'Cap(Prm|Eff|Amb)' /proc/self/status", view=view)
+    assert world.start().wait() == 0
+    sets = [int(line.split()[1], 16) for line in world.output.read_text().splitlines()]
+    assert sets == [0, 0, 0]
+
+
 def test_the_simulated_libraries_are_loaded(build_world, view: str) -> None:
     world = build_world("grep -o 'lib[a-z0-9]*\\.so' /proc/self/maps | sort -u", view=view)
     assert world.start().wait() == 0
