@@ -3,7 +3,11 @@
 from __future__ import annotations
 
 import json
+import os
+import re
 import subprocess
+from collections.abc import Callable
+from pathlib import Path
 
 from building import ROOT, Build
 
@@ -24,14 +28,44 @@ DEFINITIONS = {
     f"/usr/share/tavrinupdate/interfaces/{name.replace('.', '/')}.interface.yaml"
     for name in INTERFACES
 }
-DOCUMENTS = {"/usr/share/doc/tavrinupdate/README.md", "/usr/share/doc/tavrinupdate/docs"}
+DOCUMENT_FOLDER = "/usr/share/doc/tavrinupdate"
+DOCUMENTS = {
+    f"{DOCUMENT_FOLDER}/{name}"
+    for name in (
+        "README.md",
+        "docs",
+        # What these link to.
+        "inventory/software_record.hpp",
+        "packaging/bitbake/tavrinupdate_1.0.0.bb",
+        "service/tavrinupdate.hpp",
+        "sim/README.md",
+        "tests/unit/memcheck.supp",
+        "tools/mutation/equivalents.yaml",
+    )
+}
+LINK = re.compile(r"\]\((?!\w+:|#)([^)#\s]+)")
+
+
+def plan(build: Build) -> dict[str, str]:
+    """Every file that would be installed, and where; a folder that goes whole is named once."""
+    words = ["meson", "introspect", "--installed", str(build.folder)]
+    answer = subprocess.run(words, text=True, capture_output=True, check=True).stdout
+    return json.loads(answer)
 
 
 def installed(build: Build) -> set[str]:
-    """Every file that would be installed; a folder that goes as a whole is named once."""
-    words = ["meson", "introspect", "--installed", str(build.folder)]
-    answer = subprocess.run(words, text=True, capture_output=True, check=True).stdout
-    return set(json.loads(answer).values())
+    """Where they go."""
+    return set(plan(build).values())
+
+
+def lost_links(pages: dict[Path, Path], exists: Callable[[Path], bool]) -> list[str]:
+    """The links that lead nowhere, of pages whose text (second) is read at a place (first)."""
+    return [
+        f"{place}: {target}"
+        for place, source in pages.items()
+        for target in LINK.findall(source.read_text())
+        if not exists(Path(os.path.normpath(place.parent / target)))
+    ]
 
 
 def test_a_build_for_a_real_platform_installs_the_service_and_what_belongs_to_it(
@@ -46,6 +80,26 @@ def test_the_definitions_are_all_there_are() -> None:
     found = (ROOT / "interfaces").rglob("*.interface.yaml")
     relative = {str(path.relative_to(ROOT / "interfaces")) for path in found}
     assert {f"/usr/share/tavrinupdate/interfaces/{path}" for path in relative} == DEFINITIONS
+
+
+def test_each_link_of_an_installed_page_leads_to_an_installed_file(build: Build) -> None:
+    done = build.configure("-Dplatform=real", "-Dplatform_libs=someplatform")
+    assert done.returncode == 0, done.stdout
+    files = {}
+    for source, place in plan(build).items():
+        below = [path for path in Path(source).rglob("*") if path.is_file()] or [Path(source)]
+        files |= {Path(place) / path.relative_to(source): path for path in below}
+    pages = {place: source for place, source in files.items() if place.suffix == ".md"}
+    assert Path(DOCUMENT_FOLDER, "docs/porting.md") in pages
+    assert lost_links(pages, lambda path: any(each.is_relative_to(path) for each in files)) == []
+
+
+def test_each_link_of_a_page_of_the_tree_leads_to_a_file() -> None:
+    folders = [path for path in ROOT.iterdir() if not path.name.startswith((".", "build"))]
+    pages = {page for folder in folders if folder.is_dir() for page in folder.rglob("*.md")}
+    pages |= set(ROOT.glob("*.md"))
+    assert {ROOT / "README.md", ROOT / "docs" / "porting.md"} <= pages
+    assert lost_links({page: page for page in pages}, Path.exists) == []
 
 
 def test_a_simulated_build_installs_the_simulated_platform_alone(
