@@ -6,9 +6,10 @@ their versions as software inventory on the system D-Bus."
 LICENSE = "Apache-2.0"
 LIC_FILES_CHKSUM = "file://LICENSE;md5=3b83ef96387f14655fc854ddc3c6bd57"
 
-SRC_URI = "git://<SOURCE_HOST>/<SOURCE_PATH>;branch=<SOURCE_BRANCH>;protocol=https"
+SRC_URI = "git://<SOURCE_HOST>/<SOURCE_PATH>;branch=<SOURCE_BRANCH>;protocol=https;destsuffix=${BP}"
 SRCREV = "<SOURCE_REVISION>"
-S = "${WORKDIR}/git"
+# Releases before 5.1 unpack into WORKDIR.
+S = "${@d.getVar('UNPACKDIR') or d.getVar('WORKDIR')}/${BP}"
 
 inherit meson pkgconfig python3native systemd
 

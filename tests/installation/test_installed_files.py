@@ -102,6 +102,17 @@ def test_each_link_of_a_page_of_the_tree_leads_to_a_file() -> None:
     assert lost_links({page: page for page in pages}, Path.exists) == []
 
 
+def test_the_unit_opens_the_i2c_devices_also_where_their_driver_comes_after_the_start(
+    build: Build,
+) -> None:
+    done = build.configure("-Dplatform=real", "-Dplatform_libs=someplatform")
+    assert done.returncode == 0, done.stdout
+    lines = (build.folder / "packaging" / "tavrinupdate.service").read_text().splitlines()
+    # A group's name, such as char-i2c, is looked up once, before the start.
+    assert [line for line in lines if line.startswith("DeviceAllow=")] == ["DeviceAllow=char-89 rw"]
+    assert {f"{key}=modprobe@i2c_dev.service" for key in ("Wants", "After")} <= set(lines)
+
+
 def test_a_simulated_build_installs_the_simulated_platform_alone(
     build: Build,
 ) -> None:
