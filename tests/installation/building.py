@@ -39,7 +39,7 @@ class Build:
         return command
 
     def make_service(self, *, from_the_start: bool = False) -> Executable:
-        """Compiles the service over the simulated platform's library, as an image has it over its own."""
+        """Compiles the service over the simulated platform, as an image has it over its own."""
         done = self.configure("-Dplatform=real", "-Dplatform_libs=simplatform")
         assert done.returncode == 0, done.stdout
         environment = {**os.environ, **({"CCACHE_DISABLE": "1"} if from_the_start else {})}

@@ -25,7 +25,7 @@ def cross_file(request: pytest.FixtureRequest) -> Path | None:
 
 @pytest.fixture(scope="session")
 def libraries(tmp_path_factory: pytest.TempPathFactory, cross_file: Path | None) -> Path:
-    """A folder with `libsomeplatform.so` and `libotherplatform.so`, which are empty, and the simulated one."""
+    """A folder with the simulated platform, and two empty ones: "someplatform", "otherplatform"."""
     folder = tmp_path_factory.mktemp("libraries")
     for name in ("someplatform", "otherplatform"):
         output = folder / f"lib{name}.so"

@@ -25,7 +25,7 @@ class Symbol:
 
 @dataclass(frozen=True)
 class Executable:
-    """The service in a build folder, and the compiler's own tools for the machine that it is for."""
+    """The service in a build folder, and the compiler for the machine that it is for."""
 
     folder: Path
     compiler: str
@@ -47,8 +47,9 @@ class Executable:
 
     def segments(self, kind: str) -> list[str]:
         """The rights of its segments of a kind: of "R", "W" and "E" those that are given."""
-        lines = re.findall(rf"^ +{kind} +(?:0x\w+ +){{5}}([RWE ]+?) +0x", self.told("-l"), re.MULTILINE)
-        return [rights.replace(" ", "") for rights in lines]
+        row = rf"^ +{kind} +(?:0x\w+ +){{5}}([RWE ]+?) +0x"
+        found = re.findall(row, self.told("-l"), re.MULTILINE)
+        return [rights.replace(" ", "") for rights in found]
 
     def symbols(self) -> list[Symbol]:
         """The names that it takes from libraries, and those that it offers to them."""
@@ -65,7 +66,8 @@ class Executable:
 
     def first_instruction(self, function: str) -> str:
         """What a function begins with."""
-        shown = self._tool("objdump", f"--disassemble={function}", "--no-show-raw-insn", str(self.path))
+        options = (f"--disassemble={function}", "--no-show-raw-insn")
+        shown = self._tool("objdump", *options, str(self.path))
         return re.findall(rf"<{function}>:\n +\w+:\s+(\w+)", shown)[0]
 
     def unprotected_objects(self) -> list[Path]:

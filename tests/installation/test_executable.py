@@ -1,4 +1,4 @@
-"""The file that a build makes: how it is protected, what it shows of itself, and that it is the same again."""
+"""The file that a build makes: its protection, what it shows, and whether it is the same again."""
 
 from __future__ import annotations
 
@@ -10,10 +10,8 @@ from building import ROOT, Build
 from executable import LANDING_PADS, Executable
 
 FOR_OTHER_CODE = ("_Z6addlogPKc", "_Z14delete_old_logv")
-# Libraries of the same names stand in front of the C library's: the tests' own, and those that watch or
-# simulate a controller.
+# Libraries of the tests, and those that watch or simulate a controller, stand in front of these.
 STOOD_IN_FRONT_OF = {"open", "ioctl", "close", "read", "opendir", "readdir", "write", "epoll_ctl"}
-CHECKED = {"__snprintf_chk", "__vsnprintf_chk"}
 
 
 def test_it_can_be_loaded_anywhere_and_what_the_loader_writes_is_closed_then(
@@ -36,9 +34,10 @@ def test_nothing_of_it_can_be_written_and_executed(executable: Executable) -> No
 def test_it_watches_its_stack_and_its_buffers(executable: Executable) -> None:
     wanted = executable.wanted()
     assert "__stack_chk_fail" in wanted
-    # A further one has another name than the call that the doubles of the system tests make fail.
-    assert {name for name in wanted if re.fullmatch(r"__\w+_(chk|2)", name)} == CHECKED
-    assert not wanted & {"snprintf", "vsnprintf"}
+    # clang checks some itself. Any other name is not that of the call which the doubles of the system
+    # tests make fail.
+    checked = {name for name in wanted if re.fullmatch(r"__\w+_(chk|2)", name)}
+    assert {"__vsnprintf_chk"} <= checked <= {"__snprintf_chk", "__vsnprintf_chk"}
 
 
 def test_a_library_can_stand_in_front_of_the_calls_that_reach_the_world(
