@@ -1,11 +1,11 @@
 #pragma once
 
-#include "tests/bus/conversation.hpp"
 #include "fakes/files.hpp"
 #include "fakes/platform_log.hpp"
 #include "fakes/software_inventory.hpp"
 #include "service/component_table.hpp"
 #include "service/tavrinupdate.hpp"
+#include "tests/bus/conversation.hpp"
 
 #include <boost/asio/io_context.hpp>
 
