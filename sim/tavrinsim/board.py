@@ -60,6 +60,7 @@ class Board:
         board = cls(directory, {"pbb": pbb, "pdb": pdb, "flop": flop}, platform_id)
         for device in board.devices:
             device.reset(_version_for(device, versions or {}))
+            device.close()
         board.control.set_number(HOLD_LINE, 1)
         board.write()
         return board

@@ -8,8 +8,9 @@ import os
 import struct
 from collections.abc import Iterator
 from contextlib import contextmanager
+from functools import cached_property
 from pathlib import Path
-from typing import TYPE_CHECKING
+from typing import TYPE_CHECKING, BinaryIO
 
 from .image import KIND_CODES, Version, version_of
 from .names import Kind
@@ -44,15 +45,28 @@ class Device:
         self._board = board
         if not path.exists():
             path.write_bytes(STATE_MAGIC + bytes(MEMORY.stop - len(STATE_MAGIC)))
-        self._file = open(path, "r+b")
-        self._map = mmap.mmap(self._file.fileno(), MEMORY.stop)
-        self._registers = memoryview(self._map)[REGISTERS]
+
+    # Opened where it is looked at: a board of hundreds would take all the descriptors there are.
+
+    @cached_property
+    def _file(self) -> BinaryIO:
+        return self.state_file.open("r+b")
+
+    @cached_property
+    def _map(self) -> mmap.mmap:
+        return mmap.mmap(self._file.fileno(), MEMORY.stop)
+
+    @cached_property
+    def _registers(self) -> memoryview:
+        return memoryview(self._map)[REGISTERS]
 
     def close(self) -> None:
-        """Lets go of the state file, which stays as it is."""
-        self._registers.release()
-        self._map.close()
-        self._file.close()
+        """Lets go of the state file, which stays as it is, until the next look at it."""
+        if "_registers" in self.__dict__:
+            self.__dict__.pop("_registers").release()
+        for name in ("_map", "_file"):
+            if name in self.__dict__:
+                self.__dict__.pop(name).close()
 
     def reset(self, version: str | Version) -> None:
         """Brings the device into the state in which a board leaves the factory."""
