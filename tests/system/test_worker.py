@@ -10,7 +10,9 @@ from pathlib import Path
 
 import pytest
 from expected import intake, ports, worker
-from jobs import Outcome, followed, run, update
+from jobs import Outcome, followed, run, scan_blocked, unmark, update, wait_until
+from tavrinsim.answers import Held, Latch, Reply
+from tavrinsim.coordinator import STATUS
 from tavrinsim.world import World
 
 TAG = worker.TAG
@@ -186,6 +188,30 @@ def inherited(world: World) -> dict[str, bool]:
             name = f"{number} {os.readlink(process / 'fd' / number)}"
             found[name] = not int(flags, 8) & os.O_CLOEXEC
     return found
+
+
+def test_the_librarys_object_and_the_devices_mark_wait_for_the_last_report(
+    service: World,
+) -> None:
+    latch = Latch()
+    service.board.faults.programming(percents=[50], step_delay_ms=0)
+    service.coordinator.once(STATUS, Reply(), Reply(), Held(latch, Reply()))
+    job = service.job("PBBCPLD.Embedded.1", service.payload("pbb", "2.3.4"))
+    start = service.trace.mark()
+    with followed(service, job):
+        assert service.coordinator.update(job) == 0
+        service.coordinator.wait_outcome(job.transaction)
+        unmark(service, job.fqdd)  # the update's start has set it
+        assert not scan_blocked(service, job.fqdd)
+        assert destroyed(service, start) == 0
+        latch.open()
+    assert destroyed(service, start) == 1
+    wait_until(lambda: scan_blocked(service, job.fqdd), "the device is marked")
+
+
+def destroyed(world: World, start: int) -> int:
+    """How many objects of the programming library are gone."""
+    return len(world.trace.select(start=start, what="call", name="cpldfwupdate.destroy"))
 
 
 def test_there_is_a_second_before_and_half_a_second_after_the_closing(service: World) -> None:

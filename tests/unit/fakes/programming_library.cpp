@@ -33,6 +33,7 @@ cpldfwupdate::cpldfwupdate(std::string component, unsigned int device_index,
 
 cpldfwupdate::~cpldfwupdate()
 {
+    fakes::programmingLibrary().whenReleased();
     --fakes::programmingLibrary().alive;
     fakes::note("release the run");
 }

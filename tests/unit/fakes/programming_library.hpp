@@ -20,6 +20,8 @@ struct ProgrammingLibrary
     std::function<void()> whenRun = [] {};
     /** What happens when the codes are asked for; may throw. */
     std::function<void()> whenAsked = [] {};
+    /** What happens when the object is released. */
+    std::function<void()> whenReleased = [] {};
     /** Objects that exist. */
     std::size_t alive = 0;
 };

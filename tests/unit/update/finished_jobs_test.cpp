@@ -6,8 +6,10 @@
 
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/eventfd.h>
 
 #include <cerrno>
+#include <functional>
 #include <new>
 #include <system_error>
 #include <thread>
@@ -16,6 +18,9 @@ namespace
 {
 
 bool noDescriptorLeft = false;
+
+/** What happens before the descriptor is made readable. */
+std::function<void()> whenWoken = [] {}; // NOLINT: for the call below
 
 } // namespace
 
@@ -29,6 +34,13 @@ extern "C" __attribute__((visibility("default"))) int eventfd(unsigned int count
         return -1;
     }
     return next(count, flags);
+}
+
+extern "C" __attribute__((visibility("default"))) int eventfd_write(int descriptor, eventfd_t value)
+{
+    static auto* const next = fakes::nextSymbol<int(int, eventfd_t)>("eventfd_write");
+    whenWoken();
+    return next(descriptor, value);
 }
 
 namespace
@@ -54,6 +66,16 @@ TEST(FinishedJobs, MakeTheDescriptorReadable)
     FinishedJobs jobs;
     jobs.add("/a");
     EXPECT_TRUE(isReadable(jobs.descriptor()));
+}
+
+TEST(FinishedJobs, AreThereWhenTheMainThreadIsWoken)
+{
+    FinishedJobs jobs;
+    Paths found;
+    whenWoken = [&] { found = jobs.takeAll(); };
+    jobs.add("/a");
+    whenWoken = [] {};
+    EXPECT_EQ(found, Paths{"/a"});
 }
 
 TEST(FinishedJobs, AreTakenInTheirOrderAndOnce)

@@ -82,13 +82,30 @@ TEST_F(Worker, SleepsOnWhenASignalInterruptsThePauseBehindTheClosing)
                        "ask for the error codes", report(28, 100), "release the run"}}));
 }
 
-TEST_F(Worker, IsFreeForTheNextJobWhenItReportsTheOutcome)
+TEST_F(Worker, IsFreeForTheNextJobBehindItsPausesWhenItReportsTheOutcome)
 {
     std::vector<bool> running;
     fakes::programmingLibrary().progress = {50};
+    fakes::programmingLibrary().whenAsked = [&] { running.push_back(updateRunning()); };
     fakes::coordinator().whenTold = [&] { running.push_back(updateRunning()); };
     run();
-    EXPECT_EQ(running, (std::vector<bool>{true, false}));
+    // In the middle, after the last pause, at the outcome's report.
+    EXPECT_EQ(running, (std::vector<bool>{true, true, false}));
+}
+
+TEST_F(Worker, ReportsThenLeavesTheDeviceToBeMarkedThenReleasesTheRun)
+{
+    std::vector<Lines> marked;
+    std::vector<std::size_t> alive;
+    fakes::coordinator().whenTold = [&]
+    {
+        marked.push_back(finished->takeAll());
+        alive.push_back(fakes::programmingLibrary().alive);
+    };
+    fakes::programmingLibrary().whenReleased = [&] { marked.push_back(finished->takeAll()); };
+    run();
+    EXPECT_EQ(marked, (std::vector<Lines>{{}, {"/com/vexa/bevon/cpld_updater/PDB_PLD_2"}}));
+    EXPECT_EQ(alive, std::vector<std::size_t>{1});
 }
 
 TEST_F(Worker, ReportsItsOwnJobThoughTheNextOneIsThere)
