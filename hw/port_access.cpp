@@ -16,7 +16,7 @@ std::optional<FileDescriptor> openForProgramming(const char* caller, std::uint8_
         logRecord("[%s] : Failed to get sysinfo node for %s\n", caller, record.nodeName.c_str());
         return std::nullopt;
     }
-    logRecord("[%s] : %s count %d\n", caller, record.nodeName.c_str(), record.instanceCount);
+    logRecord("[%s] : %s count %d\n", caller, record.nodeName.c_str(), record.instanceCount.get());
 
     int opened = -1;
     if (!Tavrinupdate::openI2cfdUsingNodename(instance, record, nodes, opened))

@@ -66,7 +66,7 @@ int Tavrinupdate::getSysinfoNodes(CpldInventory& record, std::vector<std::string
                   record.nodeName.c_str(), block->count, maxInstances);
         return -ERANGE;
     }
-    record.instanceCount = block->count;
+    record.instanceCount.set(block->count);
     appendPaths(*block, nodes);
     return 0;
 }

@@ -68,10 +68,11 @@ bool Tavrinupdate::readCpldVersion(CpldInventory& record)
                   record.nodeName.c_str());
         return false;
     }
-    logRecord("[%s] : %s count %d\n", functionName, record.nodeName.c_str(), record.instanceCount);
+    logRecord("[%s] : %s count %d\n", functionName, record.nodeName.c_str(),
+              record.instanceCount.get());
 
     // Fits: larger counts are refused where they are read.
-    const auto count = static_cast<std::uint8_t>(record.instanceCount);
+    const auto count = static_cast<std::uint8_t>(record.instanceCount.get());
     for (std::uint8_t index = 0; index < count; ++index)
     {
         if (!readInstance(record, index, nodes))

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "service/component_kind.hpp"
+#include "service/instance_count.hpp"
 
 #include <cstdint>
 #include <string>
@@ -10,12 +11,11 @@
  * Everything known about the CPLDs of one kind of board.
  *
  * The service object holds one record a kind. The main thread owns them; threads that need one take
- * a copy along.
+ * a copy along, which has the instance count in common with its original.
  */
 struct CpldInventory
 {
-    /** Number of instances that the platform description names, at most 255; 0 until it is read. */
-    std::uint32_t instanceCount = 0;
+    InstanceCount instanceCount;
     std::uint32_t componentId = 0;
     /** Change value of the software inventory, published as `InstallationDate`. */
     std::uint64_t installationDate = 0;

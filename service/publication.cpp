@@ -113,7 +113,7 @@ void fillInventory(TavrinInventoryIface& object, const CpldInventory& record, st
     object.compID(record.componentId);
     object.displayName(record.deviceName);
     object.friendlyFQDD(record.friendlyName);
-    object.count(record.instanceCount);
+    object.count(record.instanceCount.get());
 }
 
 void publishInstance(Tavrinupdate& service, CpldInventory& record, std::uint8_t index)
@@ -135,12 +135,12 @@ void publishInstance(Tavrinupdate& service, CpldInventory& record, std::uint8_t 
 
 void publishKind(Tavrinupdate& service, CpldInventory& record)
 {
-    record.currentVersions.resize(record.instanceCount);
-    record.cpldVersions.resize(record.instanceCount);
-    record.previousVersions.resize(record.instanceCount);
+    record.currentVersions.resize(record.instanceCount.get());
+    record.cpldVersions.resize(record.instanceCount.get());
+    record.previousVersions.resize(record.instanceCount.get());
 
     // Fits: larger counts are refused where they are read.
-    const auto count = static_cast<std::uint8_t>(record.instanceCount);
+    const auto count = static_cast<std::uint8_t>(record.instanceCount.get());
     for (std::uint8_t index = 0; index < count; ++index)
     {
         publishInstance(service, record, index);

@@ -40,17 +40,25 @@ bool checkComponent()
     return true;
 }
 
+/** Empty where fewer instances were published than there are now. */
+const char* currentVersion(const CpldInventory& record, std::uint32_t deviceIndex)
+{
+    const auto& versions = record.currentVersions;
+    return deviceIndex < versions.size() ? versions.at(deviceIndex).c_str() : "";
+}
+
 bool checkDevice(const CpldInventory& record, std::uint32_t deviceIndex)
 {
     // An index of all ones would wrap to an accepted count. Counts end at 255, so an index that is
     // accepted fits the eight bits that the hardware operations take.
-    if (deviceIndex >= record.instanceCount)
+    const std::uint32_t count = record.instanceCount.get();
+    if (deviceIndex >= count)
     {
         logRecord("[%s]: Incorrect FQDD: %s\n", functionName, updateRequest().Fqdd.c_str());
         return refused();
     }
-    logTrace("[%s]:count=%d str=%s device_name=%s", functionName, record.instanceCount,
-             record.currentVersions.at(deviceIndex).c_str(), record.nodeName.c_str());
+    logTrace("[%s]:count=%d str=%s device_name=%s", functionName, count,
+             currentVersion(record, deviceIndex), record.nodeName.c_str());
     return true;
 }
 
@@ -98,10 +106,10 @@ bool checkPayload(std::uint32_t deviceIndex)
 
 bool checkCount(const CpldInventory& record)
 {
-    if (record.instanceCount == 0)
+    if (record.instanceCount.get() == 0)
     {
         logRecord("[%s] : Unable to start update. %s count: %u \n", functionName,
-                  record.nodeName.c_str(), record.instanceCount);
+                  record.nodeName.c_str(), record.instanceCount.get());
         return refused();
     }
     return true;
@@ -151,7 +159,7 @@ bool Tavrinupdate::TavrinUpdateStart(CpldInventory* record, const std::uint32_t&
     reportUpdateStatus(request, update_state::started, 0);
     markScanBlocked(objectPath);
     logTrace("[%s] : Starting update on %s with Current CPLD Version: %s\n", functionName,
-             record->nodeName.c_str(), record->currentVersions.at(deviceIndex).c_str());
+             record->nodeName.c_str(), currentVersion(*record, deviceIndex));
     if (!openProgrammingPort(*record, deviceIndex))
     {
         markScanBlocked(objectPath);

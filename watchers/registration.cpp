@@ -68,7 +68,7 @@ void registerInstance(Pass& pass, const std::string& stem, std::uint32_t instanc
 
 void registerKind(Pass& pass, const RegistrationTarget& target)
 {
-    for (std::uint32_t instance = 1; instance <= target.instances; ++instance)
+    for (std::uint32_t instance = 1; instance <= target.instances.get(); ++instance)
     {
         try
         {

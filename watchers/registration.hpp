@@ -1,9 +1,10 @@
 #pragma once
 
+#include "service/instance_count.hpp"
+
 #include <systemd/sd-bus.h>
 
 #include <array>
-#include <cstdint>
 #include <string>
 
 class Tavrinupdate;
@@ -13,14 +14,14 @@ struct RegistrationTarget
 {
     /** What the kind's object names begin with. */
     std::string stem;
-    std::uint32_t instances = 0;
+    InstanceCount instances;
 };
 
 /**
  * What is registered with the coordinator, in the order of the registrations.
  *
- * A copy of what the component records said when the inventory was published: the registration
- * thread may outlive the service object, and nothing of it changes after the publication.
+ * A copy of what the component records say, since the registration thread may outlive the service
+ * object. Nothing of it changes after the publication but the counts, which are the records' own.
  */
 using RegistrationTargets = std::array<RegistrationTarget, 3>;
 

@@ -130,7 +130,8 @@ void listNodes(CpldInventory& record)
     require(status == expectedStatus(), "the parser's answer is judged right");
     require(status != 0 || nodes == readablePaths(), "every path is read, and nothing behind it");
     require(status == 0 || nodes.empty(), "no node comes from a failed listing");
-    require(record.instanceCount == (status == 0 ? description.count() : 0), "the count is taken");
+    require(record.instanceCount.get() == (status == 0 ? description.count() : 0),
+            "the count is taken");
 }
 
 void requireVersions(const CpldInventory& record, const CpldVersion& version)

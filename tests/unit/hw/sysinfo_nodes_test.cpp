@@ -53,7 +53,7 @@ class SysinfoNodes : public ServiceTest
     {
         record.kindCode = KindCode::pdb;
         record.nodeName = "PDB_PLD";
-        record.instanceCount = 7;
+        record.instanceCount.set(7);
     }
 
     CpldInventory record;
@@ -71,7 +71,15 @@ TEST_F(SysinfoNodes, ComeInTheOrderOfTheDescription)
     fakes::sysinfo().nodes = {"/dev/i2c-7", "/dev/i2c-3", "/dev/i2c-5"};
     EXPECT_EQ(Tavrinupdate::getSysinfoNodes(record, nodes), 0);
     EXPECT_EQ(nodes, (Lines{"/dev/i2c-7", "/dev/i2c-3", "/dev/i2c-5"}));
-    EXPECT_EQ(record.instanceCount, 3U);
+    EXPECT_EQ(record.instanceCount.get(), 3U);
+}
+
+TEST_F(SysinfoNodes, AreCountedInTheRecordThoughACopyIsAskedFor)
+{
+    CpldInventory copy = record;
+    fakes::sysinfo().nodes = {"/dev/i2c-7", "/dev/i2c-3"};
+    EXPECT_EQ(Tavrinupdate::getSysinfoNodes(copy, nodes), 0);
+    EXPECT_EQ(record.instanceCount.get(), 2U);
 }
 
 TEST_F(SysinfoNodes, AreAppendedToTheList)
@@ -86,7 +94,7 @@ TEST_F(SysinfoNodes, MayBeNone)
 {
     EXPECT_EQ(Tavrinupdate::getSysinfoNodes(record, nodes), 0);
     EXPECT_EQ(nodes, Lines{});
-    EXPECT_EQ(record.instanceCount, 0U);
+    EXPECT_EQ(record.instanceCount.get(), 0U);
 }
 
 TEST_F(SysinfoNodes, AreListedWithoutALogLine)
@@ -101,7 +109,7 @@ TEST_F(SysinfoNodes, AFailureChangesNeitherCountNorList)
     fakes::sysinfo().status = -5;
     fakes::sysinfo().nodes = {"/dev/i2c-7"};
     EXPECT_EQ(Tavrinupdate::getSysinfoNodes(record, nodes), -5);
-    EXPECT_EQ(record.instanceCount, 7U);
+    EXPECT_EQ(record.instanceCount.get(), 7U);
     EXPECT_EQ(nodes, Lines{});
 }
 
@@ -119,7 +127,7 @@ TEST_F(SysinfoNodes, TheDescriptionsCountIsKeptAsGivenWhereTheListIsShorter)
     fakes::sysinfo().nodes = {"/dev/i2c-7"};
     fakes::sysinfo().claimedCount = 2;
     EXPECT_EQ(Tavrinupdate::getSysinfoNodes(record, nodes), 0);
-    EXPECT_EQ(record.instanceCount, 2U);
+    EXPECT_EQ(record.instanceCount.get(), 2U);
     EXPECT_EQ(nodes, Lines{"/dev/i2c-7"});
 }
 
@@ -127,7 +135,7 @@ TEST_F(SysinfoNodes, ACountOf255IsTaken)
 {
     fakes::sysinfo().claimedCount = 255;
     EXPECT_EQ(Tavrinupdate::getSysinfoNodes(record, nodes), 0);
-    EXPECT_EQ(record.instanceCount, 255U);
+    EXPECT_EQ(record.instanceCount.get(), 255U);
 }
 
 TEST_F(SysinfoNodes, AreCopiedBeforeTheResultIsFreed)
@@ -152,7 +160,7 @@ TEST_F(SysinfoNodes, AreListedAllWhereTheCountIsSmaller)
     fakes::sysinfo().nodes = {"/dev/i2c-7", "/dev/i2c-3"};
     fakes::sysinfo().claimedCount = 1;
     EXPECT_EQ(Tavrinupdate::getSysinfoNodes(record, nodes), 0);
-    EXPECT_EQ(record.instanceCount, 1U);
+    EXPECT_EQ(record.instanceCount.get(), 1U);
     EXPECT_EQ(nodes, (Lines{"/dev/i2c-7", "/dev/i2c-3"}));
 }
 
@@ -180,7 +188,7 @@ TEST_F(SysinfoNodes, CountsThatEightBitsCannotHoldAreRefused)
         fakes::sysinfo().nodes = {"/dev/i2c-7"};
         fakes::sysinfo().claimedCount = count;
         EXPECT_NE(Tavrinupdate::getSysinfoNodes(record, nodes), 0);
-        EXPECT_EQ(record.instanceCount, 7U);
+        EXPECT_EQ(record.instanceCount.get(), 7U);
         EXPECT_EQ(nodes, Lines{});
         EXPECT_EQ(fakes::platformLog(),
                   Log{fakes::errorLine("[%s] : %s has %u instances, at most %u are supported\n",
@@ -192,7 +200,7 @@ TEST_F(SysinfoNodes, AMissingResultIsAFailure)
 {
     fakes::sysinfo().forgetsTheResult = true;
     EXPECT_NE(Tavrinupdate::getSysinfoNodes(record, nodes), 0);
-    EXPECT_EQ(record.instanceCount, 7U);
+    EXPECT_EQ(record.instanceCount.get(), 7U);
     EXPECT_EQ(fakes::platformLog(),
               Log{fakes::errorLine("[%s] : sysinfo parse gave no result for %s\n",
                                    "getSysinfoNodes", "PDB_PLD")});

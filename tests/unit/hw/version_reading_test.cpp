@@ -80,7 +80,7 @@ TEST_F(VersionReading, ReadsEveryInstanceInTurn)
 TEST_F(VersionReading, KeepsVersionAndFqddOfEveryInstance)
 {
     EXPECT_TRUE(Tavrinupdate::readCpldVersion(pbb));
-    EXPECT_EQ(pbb.instanceCount, 2U);
+    EXPECT_EQ(pbb.instanceCount.get(), 2U);
     EXPECT_EQ(pbb.cpldVersions, (Lines{"1.2.3", "11.12.10"}));
     EXPECT_EQ(pbb.fqdds, (Lines{"PBBCPLD.Embedded.1", "PBBCPLD.Embedded.2"}));
     EXPECT_TRUE(pbb.inventoryReady);

@@ -27,7 +27,7 @@ void expectConstants(const CpldInventory& record, std::uint32_t componentId, int
 
 void expectNothingRead(const CpldInventory& record)
 {
-    EXPECT_EQ(record.instanceCount, 0U);
+    EXPECT_EQ(record.instanceCount.get(), 0U);
     EXPECT_EQ(record.installationDate, 0U);
     EXPECT_TRUE(record.currentVersions.empty());
     EXPECT_TRUE(record.fqdds.empty());

@@ -36,7 +36,7 @@ ObjectsTest::ObjectsTest() :
 
 void ObjectsTest::makeReady(CpldInventory& record, std::uint32_t instances)
 {
-    record.instanceCount = instances;
+    record.instanceCount.set(instances);
     record.fqdds.clear();
     record.cpldVersions.clear();
     for (std::uint32_t number = 1; number <= instances; ++number)

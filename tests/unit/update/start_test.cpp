@@ -22,7 +22,7 @@ class Start : public ServiceOnBus
     Start()
     {
         fakes::foundPayload().reset();
-        record.instanceCount = 2;
+        record.instanceCount.set(2);
         record.currentVersions.resize(2);
         updateRequest() = {"job", "PBBCPLD.Embedded.2", folder.string(), 17, 114678};
     }
@@ -86,7 +86,7 @@ class StartOfNoDevice : public Start, public testing::WithParamInterface<Device>
 
 TEST_P(StartOfNoDevice, IsRefusedWithOneReport)
 {
-    record.instanceCount = GetParam().count;
+    record.instanceCount.set(GetParam().count);
     record.currentVersions.resize(GetParam().count);
     const auto expected = refusal({begun(), wrongFqdd()});
     expectRefused(GetParam().index);
@@ -191,6 +191,14 @@ TEST_F(StartUpToThePort, GoesOnWhereThereIsNoObjectToMark)
     EXPECT_EQ(fakes::journal(),
               (Lines{"report PBBCPLD.Embedded.2 status 4, transaction 17, 0 %",
                      "report PBBCPLD.Embedded.2 status 18, transaction 17, 0 %"}));
+}
+
+TEST_F(StartUpToThePort, IsReachedByADeviceThatWasNotThereAtThePublication)
+{
+    record.currentVersions = {"one"};
+    fakes::sysinfo().status = -1;
+    EXPECT_FALSE(service.TavrinUpdateStart(&record, 1, "/com/vexa/bevon/cpld_updater/PBB_PLD_2"));
+    EXPECT_EQ(fakes::sysinfo().asked.size(), 1U);
 }
 
 TEST_F(StartUpToThePort, TellsTheCurrentVersionOfThisDevice)

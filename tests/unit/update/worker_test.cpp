@@ -93,6 +93,15 @@ TEST_F(Worker, IsFreeForTheNextJobBehindItsPausesWhenItReportsTheOutcome)
     EXPECT_EQ(running, (std::vector<bool>{true, true, false}));
 }
 
+TEST_F(Worker, HasToldTheRecordTheClosingsCountWhenItReportsTheOutcome)
+{
+    record.instanceCount.set(1);
+    std::uint32_t told = 0;
+    fakes::coordinator().whenTold = [&] { told = record.instanceCount.get(); };
+    run();
+    EXPECT_EQ(told, 2U);
+}
+
 TEST_F(Worker, ReportsThenLeavesTheDeviceToBeMarkedThenReleasesTheRun)
 {
     std::vector<Lines> marked;

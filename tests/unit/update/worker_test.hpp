@@ -13,7 +13,8 @@ class Worker : public ServiceTest
     {
         CpldInventory pbb;
         CpldInventory flop;
-        initialiseComponentTable(pbb, job.component, flop);
+        initialiseComponentTable(pbb, record, flop);
+        job.component = record;
         job.request = {"job", "PDBCPLD.Embedded.2", "/payloads/fw.payload", 17, 114747};
         job.deviceIndex = 1;
         job.finished = finished;
@@ -116,6 +117,8 @@ class Worker : public ServiceTest
     }
 
     fakes::Cpld device{"/dev/fake-pdb-2"};
+    /** The main thread's. */
+    CpldInventory record;
     std::shared_ptr<FinishedJobs> finished = std::make_shared<FinishedJobs>();
     UpdateJob job;
 };

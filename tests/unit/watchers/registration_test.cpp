@@ -77,12 +77,21 @@ class Registration : public ServiceTest
         };
     }
 
-    RegistrationTargets two{{{"PBB_PLD", 1}, {"PDB_PLD", 0}, {"FLOP", 1}}};
+    static RegistrationTargets targets(std::uint32_t pbb, std::uint32_t pdb, std::uint32_t flop)
+    {
+        RegistrationTargets made{{{"PBB_PLD", {}}, {"PDB_PLD", {}}, {"FLOP", {}}}};
+        made[0].instances.set(pbb);
+        made[1].instances.set(pdb);
+        made[2].instances.set(flop);
+        return made;
+    }
+
+    RegistrationTargets two = targets(1, 0, 1);
 };
 
 TEST_F(Registration, VisitsTheKindsInTheirOrderAndCountsFromOne)
 {
-    cpld_update_register_handler({{{"PBB_PLD", 2}, {"PDB_PLD", 1}, {"FLOP", 1}}});
+    cpld_update_register_handler(targets(2, 1, 1));
     EXPECT_EQ(fakes::journal(), (Lines{registered("PBB_PLD_1"), registered("PBB_PLD_2"),
                                        registered("PDB_PLD_1"), registered("FLOP_1")}));
     EXPECT_EQ(fakes::platformLog(), (Log{calling("PBB_PLD", "PBB_PLD_1"), success("PBB_PLD", 0),
@@ -101,7 +110,7 @@ TEST_F(Registration, CallsTheCoordinator)
 
 TEST_F(Registration, OfNothingSaysNothing)
 {
-    cpld_update_register_handler({{{"PBB_PLD", 0}, {"PDB_PLD", 0}, {"FLOP", 0}}});
+    cpld_update_register_handler(targets(0, 0, 0));
     EXPECT_EQ(fakes::journal(), Lines{});
     EXPECT_EQ(fakes::platformLog(), Log{});
 }
@@ -114,7 +123,7 @@ TEST_F(Registration, TellsWholeMillisecondsCutOff)
     {
         fakes::clearPlatformLog();
         fakes::coordinator().whenTold = [by = duration] { fakes::advanceClock(by); };
-        cpld_update_register_handler({{{"FLOP", 1}, {}, {}}});
+        cpld_update_register_handler(targets(0, 0, 1));
         EXPECT_EQ(fakes::platformLog(), (Log{calling("FLOP", "FLOP_1"), success("FLOP", told)}));
     }
 }
@@ -156,7 +165,7 @@ TEST_F(Registration, ThatFailsWithAnErrorWithoutWordsSaysSo)
 {
     fakes::coordinator().errorName = "org.example.Error.Full";
     answerFirst([] { fakes::coordinator().result = -EIO; });
-    cpld_update_register_handler({{{"FLOP", 1}, {}, {}}});
+    cpld_update_register_handler(targets(0, 0, 1));
     EXPECT_EQ(fakes::platformLog().back(),
               reason("FLOP_1", "org.example.Error.Full", "no message"));
 }
@@ -187,6 +196,17 @@ TEST_F(Registration, WithoutABusIsGivenUp)
     EXPECT_EQ(fakes::journal(), Lines{});
     EXPECT_EQ(fakes::platformLog(), Log{errorLine("[%s]: sd bus open failed: %s\n", function,
                                                   "No such file or directory")});
+}
+
+TEST_F(Registration, GoesByTheCountsOfThatMoment)
+{
+    cpld_update_register_handler(two);
+    fakes::clearJournal();
+    RegistrationTargets copy = two;
+    copy[0].instances.set(0);
+    copy[1].instances.set(1);
+    cpld_update_register_handler(two);
+    EXPECT_EQ(fakes::journal(), (Lines{registered("PDB_PLD_1"), registered("FLOP_1")}));
 }
 
 using RegistrationSignal = Registration;
