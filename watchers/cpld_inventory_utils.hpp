@@ -21,10 +21,11 @@ class CpldInventoryUtils
      * @param started whether the first completion has been seen; set by it
      * @return 1 when the FRU read is pending, or it is complete and the FLOP versions were read;
      *         0 when those could not be read or the bus failed
+     * @throws std::system_error when the registration thread cannot be started
      */
     static int Read_current_fruread_status(bool& started, Tavrinupdate& service);
 
-    /** Reads the status once, then watches it. @return what the first read returned */
+    /** Reads the status once, then watches it. @return what the first read returned or threw */
     static int Subscribe_FruReadComplete_status(
         std::shared_ptr<sdbusplus::asio::connection> connection, Tavrinupdate& service);
 

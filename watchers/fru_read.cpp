@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <exception>
 #include <memory>
-#include <system_error>
 #include <thread>
 #include <variant>
 
@@ -67,23 +66,13 @@ bool isAnyReady(Tavrinupdate& service)
                        [](const CpldInventory* record) { return record->inventoryReady; });
 }
 
-void startRegistrationThread(Tavrinupdate& service, const char* caller)
-{
-    try
-    {
-        std::thread(regSignalThreadHandler, registrationTargets(service)).detach();
-    }
-    catch (const std::system_error& error)
-    {
-        logRecord("[%s] : Failed to start registration thread: %s\n", caller, error.what());
-    }
-}
-
 /**
  * What follows the first sight of a complete FRU read: versions, publication, registration.
  *
  * @param started set whatever comes of it: nothing is tried again in this process
  * @return whether the FLOPs were read
+ * @throws sdbusplus::exception::SdBusError as the publication does
+ * @throws std::system_error when no thread can be started; what was published stays
  */
 bool completeInventory(bool& started, Tavrinupdate& service, const char* caller)
 {
@@ -92,7 +81,7 @@ bool completeInventory(bool& started, Tavrinupdate& service, const char* caller)
     if (isAnyReady(service))
     {
         Tavrinupdate::registerObjectPaths_PopulateInventory(service);
-        startRegistrationThread(service, caller);
+        std::thread(regSignalThreadHandler, registrationTargets(service)).detach();
     }
     return flopRead;
 }

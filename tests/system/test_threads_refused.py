@@ -9,7 +9,7 @@ from expected import intake, ports, reports, start
 from expected.registration import listening
 from jobs import run, scan_blocked, threads, update
 from sequence import logs
-from tavrinsim.names import PBB
+from tavrinsim.names import FLOP, PBB
 from tavrinsim.world import World
 from watching import all_paths, published_paths, said, start_pending
 
@@ -63,27 +63,34 @@ def test_without_a_thread_for_the_worker_a_port_that_stays_open_is_told_too(
     assert run(world, done.job.fqdd, "/nowhere").progress == [(18, 0)]
 
 
-def test_without_a_thread_for_the_registration_the_service_works_unregistered(
+def test_without_a_thread_for_the_registration_the_start_ends(
     world: World, find_double: FindDouble
 ) -> None:
-    world.start(**refuse(find_double, 1))
-    world.wait_published()
-    assert published_paths(world) == all_paths()
-    failures = [line for line in logs(world) if "registration thread" in line]
-    assert failures == [
-        f"E [Read_current_fruread_status] : Failed to start registration thread: {REFUSED}"
+    assert world.start(**refuse(find_double, 1)).wait() == 0
+    error = f"[main] : System Exception: {REFUSED}"
+    assert logs(world)[-4:] == [
+        start.object_registered(FLOP, 1),
+        "T [~Tavrinupdate] : DESTRUCTOR called\n",
+        f"E {error}",
+        "T [main]: Exiting process ...",
     ]
-    assert len(threads(world)) == 1
-    assert listening()[0] not in logs(world)
-    assert update(world, "pdb").progress[-1] == (28, 100)
+    assert world.log().endswith(f" : {error}")
+    assert world.coordinator.registrations == []
 
 
-def test_a_thread_refused_in_the_signal_is_told_in_the_handlers_name(
+def test_without_a_thread_for_the_registration_a_running_service_works_unregistered(
     world: World, find_double: FindDouble
 ) -> None:
     mark = start_pending(world, **refuse(find_double, 1))
     world.fru_reader.complete()
     assert said(world, mark)[-2:] == [
-        f"E [operator()] : Failed to start registration thread: {REFUSED}",
-        *start.fru_signal_seen(),
+        start.object_registered(FLOP, 1),
+        f"E frureadcompleteHandler : Exception: {REFUSED}",
     ]
+    assert published_paths(world) == all_paths()
+    assert len(threads(world)) == 1
+    mark = world.trace.mark()
+    world.fru_reader.complete()
+    assert said(world, mark) == start.fru_signal_seen()
+    assert update(world, "pdb").progress[-1] == (28, 100)
+    assert listening()[0] not in logs(world)
