@@ -1,6 +1,7 @@
 #include "update/method_error.hpp"
 
-#include <algorithm>
+#include "update/utf8.hpp"
+
 #include <cerrno>
 #include <exception>
 #include <utility>
@@ -11,20 +12,11 @@ namespace
 constexpr auto invalidArguments = "org.freedesktop.DBus.Error.InvalidArgs";
 constexpr auto failed = "org.freedesktop.DBus.Error.Failed";
 
-/** A file name in the text may be any bytes, but a reply takes UTF-8 only, or is never sent. */
-std::string printable(std::string text)
-{
-    constexpr unsigned char firstBeyondAscii = 0x80;
-    std::replace_if(
-        text.begin(), text.end(),
-        [](char byte) { return static_cast<unsigned char>(byte) >= firstBeyondAscii; }, '?');
-    return text;
-}
-
 } // namespace
 
+// A file name in the text may be any bytes, but a reply takes UTF-8 only, or is never sent.
 MethodError::MethodError(const char* name, std::string text) :
-    name_(name), text_(printable(std::move(text)))
+    name_(name), text_(withoutInvalidUtf8(std::move(text)))
 {
 }
 

@@ -18,7 +18,7 @@
 class MethodError final : public sdbusplus::exception::internal_exception
 {
   public:
-    /** @param text sent with "?" for each byte that is not ASCII, which a reply might not carry */
+    /** @param text sent with "?" for each byte that is no UTF-8, which a reply cannot carry */
     MethodError(const char* name, std::string text);
 
     const char* name() const noexcept override { return name_; }

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import os
 from collections.abc import Callable
 from pathlib import Path
 
@@ -133,7 +134,25 @@ def name_too_long(world: World) -> tuple[Path, str]:
     return path, f"status: File name too long [{path}]"
 
 
-@pytest.mark.parametrize("place", [link_to_itself, name_too_long])
+def name_beyond_ascii(world: World) -> tuple[Path, str]:
+    """The reply takes the name as it is."""
+    link = world.payload_folder() / "größe"
+    link.symlink_to(link)
+    return link, f"status: Too many levels of symbolic links [{link}]"
+
+
+def entry_beyond_utf8(world: World) -> tuple[Path, str]:
+    """No reply takes the name of what is in there."""
+    folder = world.payload_folder() / "größe"
+    folder.mkdir()
+    entry = folder / os.fsdecode("größe".encode("latin-1"))
+    entry.symlink_to(entry)
+    return folder, f"status: Too many levels of symbolic links [{folder}/gr??e]"
+
+
+@pytest.mark.parametrize(
+    "place", [link_to_itself, name_too_long, name_beyond_ascii, entry_beyond_utf8]
+)
 def test_a_path_that_cannot_be_looked_at_is_an_error_reply_and_no_report(
     shared_service: World, place: Callable[[World], tuple[Path, str]]
 ) -> None:
