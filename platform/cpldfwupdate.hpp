@@ -47,5 +47,5 @@ class cpldfwupdate
     cpldfwupdate_error_code get_error_code();
 
   private:
-    void* run_; // the library's own state
+    [[maybe_unused]] void* run_; // the library's own state
 };
