@@ -53,7 +53,7 @@ INSTANTIATE_TEST_SUITE_P(Table, Utf8,
                                          Text{"NeverUsed", "\xFE\xFF", "??"},
                                          Text{"CutAtTheEnd", "a\xE2\x82", "a??"},
                                          Text{"CutByAnother", "\xE2\x82\xC3\xA4", "??\xC3\xA4"},
-                                         Text{"CutByAscii", "\xF0\x90(\xC3(", "??(?("},
+                                         Text{"CutByAscii", "\xF0\x90[\xC3[", "?\?[?["},
                                          Text{"ContinuedTooLong", "\xC3\xA4\x80", "\xC3\xA4?"}),
                          CaseName{});
 
