@@ -35,6 +35,9 @@ def test_a_coordinator_that_never_answers_fails_the_pass_after_the_time_out_of_t
     assert registered_paths(unanswered) == PATHS[:1]
     failure = unanswered.trace.wait_for(what="log", level=1, text=missed[4][2:])
     assert failure["t"] / 1e9 - call.time > 0.9
+    told = [line.split() for line in unanswered.output.read_text().splitlines()]
+    # As the service's environment says it here; it names no other time itself.
+    assert {words[2] for words in told if words[:2] == ["asks", REGISTER]} == {"1000000"}
     unanswered.coordinator.ask_for_registrations()
     wait_for_calls(unanswered, 2 * len(ALL))
     assert thread_lines(unanswered) == [*missed, *asked_again(), *whole_pass()]

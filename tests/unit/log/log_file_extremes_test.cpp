@@ -134,6 +134,21 @@ TEST_F(LogFileExtremes, AFullPipeLosesTheRecord)
     EXPECT_EQ(readUpTo(reader, read), 4000U);
 }
 
+TEST_F(LogFileExtremes, AReadThatBringsLessThanAskedForIsNotTheEnd)
+{
+    // What is written at once to such a pipe is read at once, and no more.
+    std::array<int, 2> ends{};
+    ASSERT_EQ(::pipe2(ends.data(), O_DIRECT | O_CLOEXEC), 0);
+    const FileDescriptor reader(ends.front());
+    FileDescriptor writer(ends.back());
+    ASSERT_EQ(::write(writer.get(), "ab", 2), 2);
+    ASSERT_EQ(::write(writer.get(), "cd", 2), 2);
+    ::close(writer.release());
+    std::array<char, 5> read{};
+    EXPECT_EQ(readUpTo(reader, std::as_writable_bytes(std::span(read))), 4U);
+    EXPECT_STREQ(read.data(), "abcd");
+}
+
 TEST_F(LogFileExtremes, ADeviceIsNotReadForItNeedHaveNoEnd)
 {
     std::filesystem::create_symlink("/dev/zero", place());
