@@ -5,6 +5,8 @@
 
 #include <sdbusplus/exception.hpp>
 
+#include <gmock/gmock.h>
+
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
@@ -106,8 +108,10 @@ TEST_F(Connections, FactoryWithoutABusThrowsUnderItsOwnName)
     setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/no/such/bus", 1);
     const auto text = error_of([] { sdbusplus::bus::new_system(); });
     setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), 1);
-    EXPECT_EQ(text, "sdbusplus::bus_t sdbusplus::bus::new_system(): "
-                    "org.freedesktop.DBus.Error.FileNotFound: No such file or directory");
+    // A compiler spells the rest of its name as it likes.
+    EXPECT_THAT(text, testing::EndsWith(
+                          "bus_t sdbusplus::bus::new_system(): "
+                          "org.freedesktop.DBus.Error.FileNotFound: No such file or directory"));
 }
 
 TEST_F(Connections, MovedOneGoesOn)

@@ -11,6 +11,7 @@
 #include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
@@ -250,9 +251,11 @@ TEST_F(Loop, WithoutABusThereIsNoConnection)
     }
     catch (const sdbusplus::exception::SdBusError& e)
     {
-        EXPECT_STREQ(e.what(),
-                     "sdbusplus::bus_t sdbusplus::bus::new_default(): "
-                     "org.freedesktop.DBus.Error.FileNotFound: No such file or directory");
+        // A compiler spells the rest of its name as it likes.
+        EXPECT_THAT(e.what(),
+                    testing::EndsWith(
+                        "bus_t sdbusplus::bus::new_default(): "
+                        "org.freedesktop.DBus.Error.FileNotFound: No such file or directory"));
     }
 }
 
