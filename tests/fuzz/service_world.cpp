@@ -126,7 +126,7 @@ void ServiceWorld::start()
     initialiseComponentTable(service_->pbb, service_->pdb, service_->flop);
 
     // The registration thread never ends; what it does is tried without it.
-    treatThreads(Threads::refused);
+    treatThreads(Threads::never);
     CpldInventoryUtils::Subscribe_Clear_HoldS5(connection, *service_);
     static_cast<void>(Tavrinupdate::readCpldVersion(service_->pbb));
     static_cast<void>(Tavrinupdate::readCpldVersion(service_->pdb));

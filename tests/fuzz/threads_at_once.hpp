@@ -13,8 +13,8 @@ enum class Threads
     real,
     /** It runs to its end where it is started. */
     atOnce,
-    /** It cannot be started. */
-    refused,
+    /** It is never scheduled. */
+    never,
 };
 
 /** From now on new threads are treated so. */
