@@ -27,7 +27,7 @@ struct EncodedSignature
 /**
  * Number of signed bytes of a file.
  *
- * @param fileSize as the stream told it; negative where it could not
+ * @param fileSize as lseek tells it; negative where it could not
  * @return nothing where the file holds no signature or has 4 GiB or more
  */
 std::optional<std::uint32_t> signedSize(std::int64_t fileSize);

@@ -2,7 +2,7 @@
 
 /**
  * @file
- * What the three kinds of CPLD differ in: one row a kind, and nothing about a kind anywhere else.
+ * The facts in which the three kinds of CPLD differ: one row a kind.
  */
 
 #include <array>

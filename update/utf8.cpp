@@ -16,8 +16,13 @@ bool isCharacter(std::uint32_t value)
 {
     constexpr std::uint32_t firstSurrogate = 0xD800;
     constexpr std::uint32_t lastSurrogate = 0xDFFF;
+    constexpr std::uint32_t firstNoncharacter = 0xFDD0;
+    constexpr std::uint32_t lastNoncharacter = 0xFDEF;
+    constexpr std::uint32_t lastTwoOfAPlane = 0xFFFE;
     constexpr std::uint32_t largest = 0x10FFFF;
-    return value <= largest && (value < firstSurrogate || value > lastSurrogate);
+    return value <= largest && (value < firstSurrogate || value > lastSurrogate) &&
+           (value < firstNoncharacter || value > lastNoncharacter) &&
+           (value & lastTwoOfAPlane) != lastTwoOfAPlane;
 }
 
 /** The number of bytes of the character that the text begins with; 0 where it is none. */
