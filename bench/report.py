@@ -38,7 +38,7 @@ def show(console: Console, figures: Figures) -> None:
 
 
 def write(folder: Path, figures: Figures) -> None:
-    """All values as bench.json, and the table of docs/performance.md as bench.md."""
+    """All values as bench.json, and the table that is shown as bench.md."""
     contents = {name: [asdict(figure) for figure in rows] for name, rows in figures.items()}
     described = {"measured on": _surroundings(), **contents}
     (folder / "bench.json").write_text(json.dumps(described, indent=1) + "\n")

@@ -39,7 +39,6 @@ DOCUMENTS = {
         "packaging/bitbake/tavrinupdate_1.0.0.bb",
         "service/tavrinupdate.hpp",
         "sim/README.md",
-        "tests/unit/memcheck.supp",
         "tools/mutation/equivalents.yaml",
     )
 }
