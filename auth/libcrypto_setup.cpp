@@ -71,7 +71,7 @@ bool verifiesKnownSignature()
 
 void Tavrinupdate::setUpLibcrypto()
 {
-    // libcrypto's own record of its errors may be what there is no memory for; malloc's word stays.
+    // libcrypto may lack the memory to record its own error, but malloc has set errno then.
     errno = 0;
     if (!verifiesKnownSignature() && errno == ENOMEM)
     {

@@ -43,7 +43,7 @@ bool readExactly(const FileDescriptor& file, std::span<std::uint8_t> target)
 PublicKeyPtr loadKey(const PayloadHeader& header)
 {
     // A P-384 key has 120 bytes, a P-256 key 91. Nothing else is asked of a key: any that is long
-    // enough counts, and who may write key files answers for it.
+    // enough counts, so nobody but root may write key files.
     constexpr std::size_t shortestDer = 96;
 
     std::string keyPath;

@@ -100,9 +100,9 @@ def prompt_world(bench: Bench) -> Iterator[PromptWorld]:
 
 @contextmanager
 def one_processor() -> Iterator[None]:
-    """What begins here shares one processor: of a call all parts take turns, so nothing is lost.
+    """What begins here shares one processor: the parts of a call take turns, so nothing is lost.
 
-    On several, where the kernel happens to put them makes a call take once or twice its time.
+    On several, a call takes once or twice its time, by where the kernel happens to put them.
     """
     allowed = os.sched_getaffinity(0)
     os.sched_setaffinity(0, {max(allowed)})

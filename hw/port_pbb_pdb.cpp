@@ -47,7 +47,7 @@ bool isCleared(std::uint8_t value, const CpldInventory& record)
     return true;
 }
 
-/** A lock that does not stick is told and no more: the update is over when the port is closed. */
+/** A lock bit that does not stay set is only logged: the update is over when the port is closed. */
 void noteIfNotSet(std::uint8_t value, const CpldInventory& record)
 {
     if (!bit0(value))

@@ -65,7 +65,7 @@ bool askForVersions(const CpldInventory& kind, void* block, AvailableVersions& v
     const int status = SIPLGetAvailableVersionsWithSha256(
         kind.componentId, versions.current.data(), versions.previous.data(), versions.sha256.data(),
         versionBufferSize, sha256BufferSize, 0, block, nullptr);
-    // The library's word for the sizes is not taken where texts are read from the buffers.
+    // The texts end inside their buffers, whatever the library wrote.
     versions.current.back() = versions.previous.back() = versions.sha256.back() = '\0';
     logTrace("[%s]: curr_ver:[%s] prev_ver:[%s] SHA256:[%s]\n", functionName,
              versions.current.data(), versions.previous.data(), versions.sha256.data());

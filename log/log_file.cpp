@@ -54,7 +54,7 @@ off_t appendRecord(const char* message)
 /** @return false where the medium fails */
 bool readToEnd(const FileDescriptor& file, std::vector<char>& bytes)
 {
-    // More than a file has that is trimmed in time, so that it is read in one go.
+    // More than a file holds that is trimmed in time, so that one read takes it whole.
     constexpr std::size_t piece = 16384;
     std::optional<std::size_t> count = piece;
     while (count == piece)
@@ -81,7 +81,7 @@ bool readRemainder(std::vector<char>& remainder)
     return ::lseek(file.get(), trimmedBytes, SEEK_SET) >= 0 && readToEnd(file, remainder);
 }
 
-/** Needs no memory: the file is empty once it is open, and would stay so where there is none. */
+/** Allocates nothing: the file is empty once it is open, and a failure would leave it so. */
 void rewriteWith(std::string_view remainder)
 {
     const FileDescriptor file = openFile(logFilePath, O_WRONLY | O_CREAT | O_TRUNC);
@@ -110,7 +110,7 @@ try
 }
 catch (const std::exception&) // NOLINT(bugprone-empty-catch)
 {
-    // No memory, or a medium that fails: the record is lost, its writer must not be.
+    // No memory, or a medium that fails: the record is lost, and the caller goes on.
 }
 
 void delete_old_log()

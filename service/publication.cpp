@@ -27,7 +27,7 @@ void claimBusName(sdbusplus::bus_t& bus)
     }
     catch (const sdbusplus::exception::SdBusError& error)
     {
-        // A second publication finds the name in hand already.
+        // In a second publication the connection owns the name already.
         if (error.get_errno() != EALREADY)
         {
             throw;
@@ -53,7 +53,7 @@ SdBusSlotPtr addObjectManager(sdbusplus::bus_t& bus)
     const int result = sd_bus_add_object_manager(nativeBus(bus), &slot, objectManagerPath);
     if (result < 0)
     {
-        // The library's own object manager would not tell.
+        // The binding library's object manager would hide the failure.
         throw sdbusplus::exception::SdBusError(-result, "sd_bus_add_object_manager");
     }
     return SdBusSlotPtr(slot);

@@ -146,12 +146,12 @@ class Tavrinupdate : public CompUpdateObject,
      * Lets libcrypto set itself up, by a verification whose outcome is known. Main thread, before
      * any payload is checked.
      *
-     * libcrypto sets itself up once in a process, at its first use. What it gets no memory for then
-     * it never asks for again, and every payload would be refused until the process ends; here, the
-     * process can end over it at once.
+     * libcrypto sets itself up once in a process, at its first use. If an allocation fails then, it
+     * is never repeated, and every payload would be refused until the process ends. Here the
+     * process can still end at once.
      *
-     * Where the verification fails for another reason, the service goes on: it refuses payloads
-     * then, and says so at each, but its inventory is as good as ever.
+     * When the verification fails for another reason, the service goes on: it refuses each payload
+     * and logs why, and its inventory is not affected.
      *
      * @throws std::bad_alloc when memory is exhausted
      */
@@ -229,8 +229,8 @@ class Tavrinupdate : public CompUpdateObject,
     /**
      * Brings finished updates from their workers to the main thread; made for the first update.
      *
-     * Shared with nobody: this kind of pointer needs no definition of a type that only update/
-     * knows.
+     * Not shared: a shared pointer, unlike a unique one, needs no definition of a type that only
+     * update/ knows.
      */
     std::shared_ptr<FinishedJobsWatch> finishedJobs_;
 };

@@ -67,7 +67,7 @@ class FinishedJobsWatch
     const std::shared_ptr<FinishedJobs>& jobs() const { return jobs_; }
 
   private:
-    /** The loop's view of the queue's descriptor, which is the queue's to close. */
+    /** The loop's view of the queue's descriptor, which only the queue closes. */
     class WatchedDescriptor : public boost::asio::posix::stream_descriptor
     {
       public:

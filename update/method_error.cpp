@@ -14,7 +14,7 @@ constexpr auto failed = "org.freedesktop.DBus.Error.Failed";
 
 } // namespace
 
-// A file name in the text may be any bytes, but a reply takes UTF-8 only, or is never sent.
+// A file name in the text may hold any bytes, but a reply that is not UTF-8 is never sent.
 MethodError::MethodError(const char* name, std::string text) :
     name_(name), text_(withoutInvalidUtf8(std::move(text)))
 {

@@ -55,7 +55,7 @@ bool isSupportedType(const std::string& type)
 
 std::optional<fs::path> findPayload(const fs::path& directory)
 {
-    // The library's own iterator would end the process where memory ends in the middle of it.
+    // The standard iterator ends the process when an allocation fails in the middle of it.
     const DirectoryPtr listing(::opendir(directory.c_str()));
     if (listing == nullptr)
     {

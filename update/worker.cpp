@@ -25,7 +25,7 @@ constexpr auto functionName = "FW_update";
 constexpr auto pauseAfterProgramming = 1s;
 constexpr auto pauseAfterClosing = 500ms;
 
-/** Runs one step of a job; what escapes it is logged and does not keep the next step back. */
+/** Runs one step of a job; an exception is logged and does not keep the next step back. */
 template <typename Step>
 void guarded(const ThreadTag& tag, Step step) noexcept
 {

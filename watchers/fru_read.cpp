@@ -67,9 +67,9 @@ bool isAnyReady(Tavrinupdate& service)
 }
 
 /**
- * What follows the first sight of a complete FRU read: versions, publication, registration.
+ * What is done when the FRU read is first seen complete: versions, publication, registration.
  *
- * @param started set whatever comes of it: nothing is tried again in this process
+ * @param started set after the version reads, whatever came of them: nothing is tried again
  * @return whether the FLOPs were read
  * @throws sdbusplus::exception::SdBusError as the publication does
  * @throws std::system_error when no thread can be started; what was published stays

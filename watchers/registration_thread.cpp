@@ -37,8 +37,8 @@ bool openSignalConnection(SdBusPtr& bus)
 
 bool subscribe(sd_bus& bus, RegistrationTargets& targets)
 {
-    // The answer lies unread for as long as the first pass takes; taken for lost, it would cost the
-    // connection, and with it every later signal.
+    // The answer is read only when the first pass is over. If the call timed out before that, the
+    // connection would be closed, and every later signal lost.
     constexpr std::uint64_t forever = UINT64_MAX;
     sd_bus_set_method_call_timeout(&bus, forever);
     const int result = sd_bus_add_match_async(&bus, nullptr, reRegistrationRule,

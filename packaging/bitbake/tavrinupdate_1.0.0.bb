@@ -53,7 +53,7 @@ FILES:${PN} += " \
     ${datadir}/dbus-1/system.d/com.vexa.bevon.tavrinupdate.conf \
 "
 
-# For whoever builds clients; an image needs neither.
+# For those who build clients; an image needs neither.
 FILES:${PN}-dev += " \
     ${datadir}/dbus-1/interfaces \
     ${datadir}/tavrinupdate/interfaces \

@@ -26,7 +26,7 @@ class Board
 
     explicit Board(const std::string& directory);
 
-    /** The present description; stays as it is for whoever holds it. */
+    /** The present description; what is returned does not change any more. */
     std::shared_ptr<const Description> description();
 
     /** The device behind an I2C path, or null. */

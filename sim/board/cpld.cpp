@@ -83,8 +83,8 @@ void Cpld::writeRegister(std::uint8_t number, std::uint8_t value, unsigned int p
 
 void Cpld::portChanged(DeviceState& state, bool isOpen)
 {
-    // First all that the device does, then the telling of it: where the service is killed in
-    // between, the device must not stand still as well.
+    // First the device does all of it, then the trace tells of it: if the service is killed in
+    // between, the device must not be left half-way.
     const auto loaded = isOpen ? std::nullopt : concludeImage(state, description_.kind);
     traceDevice(description_, isOpen ? "port-opened" : "port-closed");
     if (loaded)

@@ -3,7 +3,7 @@
 /**
  * @file
  * What a simulated CPLD remembers, as its state file holds it. Python creates the file and reads
- * and writes the same layout (board.py); whoever changes it holds the byte lock `stateByte`.
+ * and writes the same layout (board.py). It is changed under the byte lock `stateByte`.
  */
 
 #include <array>

@@ -109,7 +109,7 @@ bool SIPLHasVersionChanged(std::uint32_t query, void* record, std::uint64_t* cha
 
 void* SMAllocMem(std::size_t size)
 {
-    // Whoever forgets to clear the block shall see it.
+    // Not zero, so that a caller that forgets to clear the block is seen.
     constexpr int garbage = 0xA5;
     sim::Board* board = sim::Board::find();
     const bool refused =

@@ -63,7 +63,7 @@ class Silence(Answer):
 
 
 class Departure(Answer):
-    """The peer leaves the bus with the call in its hands."""
+    """The peer leaves the bus without answering the call."""
 
     async def give(self, peer: Peer, call: Message) -> None:
         """See `Answer.give`."""

@@ -44,7 +44,7 @@ class Connection:
         self._bus = await bus.connect()
 
     async def close(self) -> None:
-        """Leaves the bus, with all names and without a word to open calls."""
+        """Leaves the bus and gives up all names; open calls get no answer."""
         bus, self._bus = self._bus, None
         if bus is None:
             return

@@ -45,7 +45,7 @@ def new_key(curve: ec.EllipticCurve | None = None) -> ec.EllipticCurvePrivateKey
 
 
 class KeyRing:
-    """The private keys in hand and the public key files of one controller.
+    """The private keys and the public key files of one controller.
 
     `folder` is what the controller sees as /etc/shared_keys. Changing a file there
     behind the ring's back is fine: the ring never reads it again.

@@ -62,7 +62,7 @@ class Trace:
             return self._lines
 
     def forget(self) -> None:
-        """Empties the trace, and ends the worth of every mark: for runs that take hours.
+        """Empties the trace, after which no mark is valid: for runs that take hours.
 
         What is recorded at this very moment may be lost as well.
         """

@@ -43,8 +43,8 @@ from .view import Bind, ScratchRoot, View, choose_view
 
 BINARY = Path(__file__).parents[2] / "build" / "tavrinupdate"
 
-# What a sanitizer's build of the service is told where nobody tells it anything else. The
-# simulated libraries are in front of the sanitizer's, which it would not stand.
+# The options of a sanitizer's build of the service, where the environment sets none. The address
+# sanitizer would refuse to start behind the simulated libraries.
 SANITIZER_OPTIONS = {
     "ASAN_OPTIONS": "verify_asan_link_order=0",
     "TSAN_OPTIONS": "",

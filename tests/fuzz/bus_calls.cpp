@@ -51,7 +51,7 @@ extern "C" __attribute__((visibility("default"))) int ppoll(pollfd* descriptors,
     const int result = real(descriptors, count, &noTime, signals);
     if (result == 0)
     {
-        // Whoever has not answered by now never will: a wait would only end by its time-out.
+        // A peer that has not answered by now never will: a wait would only end by its time-out.
         errno = ETIMEDOUT;
         return -1;
     }

@@ -186,7 +186,7 @@ sd_bus* BusInProcess::connect()
 
 bool BusInProcess::run()
 {
-    // Whoever waits while the bus runs would have it run again.
+    // A peer that waits while the bus runs would have it run again.
     if (std::exchange(running_, true))
     {
         return false;

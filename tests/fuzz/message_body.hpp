@@ -22,7 +22,7 @@ bool appendBody(sd_bus_message* message, Input& input);
  * A text of the input, where a capital stands for a name of the service or its neighbours; digits
  * may follow, as in P2, the second PBB.
  *
- * So an input is mostly about what happens, and chance does not spend itself on long names.
+ * So an input is mostly about what happens, and random changes rarely hit a long name.
  */
 std::string expanded(std::string text);
 

@@ -1,6 +1,6 @@
 /**
  * @file
- * Any bytes on the service's connection, as from a bus that has gone mad.
+ * Any bytes on the service's connection, as from a broken bus.
  *
  * The first line says whom they reach: "q" somebody who waits for an answer to a question of the
  * start, anything else the event loop of a service that has published its objects. A bus that
@@ -42,7 +42,7 @@ void sendRaw(const std::string& bytes)
     }
     catch (const sdbusplus::exception::SdBusError&)
     {
-        // The bus has lost its mind; a supervisor starts the service again.
+        // The bus is broken; a supervisor starts the service again.
     }
     require(happened("program") == 0, "nothing is programmed without a job");
 }

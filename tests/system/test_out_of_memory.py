@@ -1,4 +1,4 @@
-"""Updates in whose course the memory ends for a moment: the service tells so and goes on."""
+"""Updates during which an allocation fails: the service says so and goes on."""
 
 from __future__ import annotations
 

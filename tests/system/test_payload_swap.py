@@ -1,7 +1,7 @@
 """A payload that is another one by the time the programming library reads it.
 
-The service checks the file and then gives its path to the library, which opens it anew. What these
-tests show is what whoever may write to the payload's directory can do between the two.
+The service checks the file and then gives its path to the library, which opens it anew. These
+tests show what somebody who may write to the payload's directory can do between the two.
 """
 
 from __future__ import annotations

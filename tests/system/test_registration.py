@@ -1,7 +1,7 @@
 """Registration with the update coordinator, the first one and those it asks for.
 
 The first pass comes five seconds after the publication: all services of this file start
-together, each beside a coordinator of another temper, and the tests come to each in turn.
+together, each beside a coordinator that behaves in its own way, and the tests take turns.
 """
 
 from __future__ import annotations
@@ -132,7 +132,7 @@ def test_a_signal_of_another_path_interface_or_name_is_none(worlds: dict[str, Wo
     world.coordinator.signal(own[0] + "/other", own[1], "cmnupdateregsignal")
     world.coordinator.signal(own[0], own[1] + "2", "cmnupdateregsignal")
     world.coordinator.signal(*own, "cmnupdateregsignal2")
-    # With arguments it is still the signal, and whoever sends it; all before it have passed by then.
+    # With arguments and from any sender it is still the signal; all before it have passed by then.
     world.host_state.signal(*own, "cmnupdateregsignal", "s", "again")
     wait_for_calls(world, 8)
     assert thread_lines(world) == [

@@ -1,4 +1,4 @@
-"""Registration where the service's own bus library lets it down."""
+"""Registration where a call of the service's own bus library fails."""
 
 from __future__ import annotations
 

@@ -1,4 +1,4 @@
-"""A coordinator that owns its name and never says a word: the black hole of another project."""
+"""A coordinator that owns its name and never answers: D-Bus's own test tool, "black-hole"."""
 
 from __future__ import annotations
 

@@ -4,7 +4,7 @@
 Usage: refuse_namespaces.py COMMAND [ARGUMENT]...
 
 Shows on an ordinary machine that the simulated controller also comes up where the system
-call filter of a container stands against bubblewrap.
+call filter of a container refuses bubblewrap.
 """
 
 import ctypes

@@ -94,7 +94,7 @@ def test_closing_leaves_nothing_behind(world: World) -> None:
 
 
 def test_a_world_dies_with_its_python_process(build_world, view: str) -> None:
-    # The second kind of view comes about where the first is refused.
+    # The second kind of view is taken where the first is refused.
     wrapper = [] if view == "bwrap" else [HERE / "refuse_namespaces.py"]
     program = build_world().binary
     runner = subprocess.Popen(

@@ -34,7 +34,7 @@ PATIENCE = 15.0
 
 DENIED = "org.freedesktop.DBus.Error.AccessDenied"
 
-# What the bus says when a service went away with the call in its hands, or before.
+# What the bus says when a service went away before it answered the call, or before it came.
 LOST = {
     "org.freedesktop.DBus.Error.NoReply",
     "org.freedesktop.DBus.Error.ServiceUnknown",

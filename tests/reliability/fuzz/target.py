@@ -131,7 +131,7 @@ def _is_slow(path: Path) -> bool:
     return path.name.startswith("slow-unit-")
 
 
-# Short stacks and a small graveyard for freed memory: twice as many executions in a second.
+# Short stacks and a small quarantine for freed memory: twice as many executions in a second.
 _SANITIZERS = {
     "ASAN_OPTIONS": "quarantine_size_mb=16:malloc_context_size=6",
     "UBSAN_OPTIONS": "print_stacktrace=1",

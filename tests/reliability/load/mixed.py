@@ -16,7 +16,7 @@ from tavrinsim.world import World
 from .crowd import Crowd
 from .readers import Waits, reading
 
-# Readers enough to be always one at the service's door, few enough for the others to get in.
+# Enough readers that one always waits for an answer, few enough that the others get theirs.
 READERS = 4
 
 # Between two signals of a kind, in seconds: some of them in every phase of an update.

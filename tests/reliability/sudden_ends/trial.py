@@ -134,7 +134,7 @@ class _Trial:
         self.finding.found = str(found)
         self.finding.reports = len(reports)
         self.finding.step = step_of(found)
-        # The trace may not yet have what the last effect brought about.
+        # The trace may not show yet what the last effect has caused.
         latest = latest_step(self.world.trace, self.device, mark, told)
         fits = self.finding.step in (latest, latest + 1)
         self.finding.expect(fits, f"after step '{STEPS[latest].name}': {found}")

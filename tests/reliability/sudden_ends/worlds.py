@@ -19,7 +19,7 @@ from .trial import Finding
 
 
 class Worlds:
-    """So many controllers with one CPLD of each kind, lent to whoever needs one."""
+    """So many controllers with one CPLD of each kind, lent to one trial after the other."""
 
     def __init__(self, binary: Path, number: int) -> None:
         self.number = number

@@ -40,7 +40,7 @@ def of_process(course: Course) -> Iterator[str]:
             yield "the call was never answered"
         return
     if course.lost_by == BUS_LIBRARY:
-        return  # one of its own failed assertions, when memory ends in its midst
+        return  # an assertion of its own failed, after an allocation had
     if course.status != 0:
         yield f"the process ended with status {course.status}"
     reasons = [text for text in course.logs if text.startswith(REASONS)]

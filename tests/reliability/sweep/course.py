@@ -63,7 +63,7 @@ class Course:
 
     @property
     def accepted(self) -> bool:
-        """Whether a worker has the job, told or not."""
+        """Whether a worker has the job, whether or not the caller was told."""
         return self.result == 0 or any(
             "Thread created for update" in text for text in self.logs
         )
@@ -86,6 +86,6 @@ class Course:
 
 
 def _bus_library_gave_up(world: World) -> bool:
-    """Whether the bus library's last words are that it has found itself in a state it denies."""
+    """Whether a failed assertion of the bus library has ended the process."""
     last = world.output.read_text(errors="replace").rstrip().rpartition("\n")[2]
     return last.startswith("Assertion ") and " failed at src/libsystemd/" in last

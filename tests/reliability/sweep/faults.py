@@ -10,7 +10,7 @@ from typing import Any
 from reliability.failing_calls import FailingCalls, Failure
 from tavrinsim.world import World
 
-# So many events nothing has.
+# More events than there ever are.
 NEVER = 2**31
 
 

@@ -1,7 +1,7 @@
 """The counts that later ones are compared with, and why they are what they are.
 
-What a machine's libraries have a say in (system calls, allocations) is that of MACHINE. Whoever
-changes a count on purpose writes it down here, with the reason.
+System calls and allocations depend on a machine's libraries: the counts are those of MACHINE. A
+count that is changed on purpose is written down here, with the reason.
 """
 
 from __future__ import annotations

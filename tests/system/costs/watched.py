@@ -149,7 +149,7 @@ def _counts(phase: Phase, calls: list[SystemCall], own: set[str]) -> Counts:
 
 
 def _reaches(line: TraceLine, own: set[str]) -> bool:
-    """Whether the service gets the message; of a lost name one is told who has gone."""
+    """Whether the service gets the message; NameLost reaches nobody, since its owner has gone."""
     return line["destination"] in own | {names.SERVICE} and line["member"] != "NameLost"
 
 

@@ -1,6 +1,6 @@
 /**
  * @file
- * A bus library in whose eyes every signal is an error reply, which no bus delivers to a
+ * A bus library that takes every signal for an error reply, which no bus delivers to a
  * subscription.
  */
 

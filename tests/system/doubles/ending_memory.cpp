@@ -1,8 +1,7 @@
 /**
  * @file
- * A controller whose memory ends at a chosen moment: what a thread of the service allocates between
- * its first log line of the format $MEMORY_ENDS_AFTER and its next line, it does not get the first
- * time it asks.
+ * A controller on which an allocation fails at a chosen moment: the first that a thread of the
+ * service makes between its first log line of the format $MEMORY_ENDS_AFTER and its next line.
  */
 
 #include "next_function.hpp"
@@ -19,7 +18,7 @@ namespace
 /** Whether the next allocation of this thread fails. */
 thread_local bool memoryHasEnded = false;
 
-/** Whether memory ends with this line; it does so once. */
+/** Whether the failure follows this line; it does so once. */
 bool endsWith(std::string_view format)
 {
     static std::atomic<bool> over{false};

@@ -1,8 +1,7 @@
 /**
  * @file
  * A kernel as most are, for a process without privileges: it gives a socket 208 KiB for what is on
- * its way out and no more, whoever asks. Root could force more, and this machine's limit may be
- * another.
+ * its way out and no more. Root could force more, and this machine's limit may be another.
  */
 
 #include "next_function.hpp"

@@ -2,8 +2,8 @@
  * @file
  * A bus library that tells how long it is asked to wait at most. Standard error output gets one
  * line a wait for traffic ("waits MICROSECONDS") and one a wait for an answer ("asks MEMBER
- * MICROSECONDS"). A connection that is not ready yet is left out: the library itself waits for its
- * own beginning.
+ * MICROSECONDS"). A connection that is not ready yet is left out: the library itself waits while
+ * it connects.
  */
 
 #include "next_function.hpp"

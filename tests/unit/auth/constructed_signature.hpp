@@ -11,7 +11,7 @@
  * @file
  * Signatures whose numbers are chosen first.
  *
- * Who signs gets r and s as chance will have them. Here a point R and a number s are chosen, and
+ * Signing makes r and s by chance. Here a point R and a number s are chosen, and
  * the public key that makes them a signature of the data is computed: Q = (s R - e G) / r. Nobody
  * knows its private half, and nobody needs it.
  */

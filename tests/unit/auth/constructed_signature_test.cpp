@@ -74,7 +74,7 @@ const auto numbers = testing::Values(
     Number{"OnlyTheHighestBit", [] { return number("8" + std::string(95, '0')); }},
     Number{"BelowTheOrder", [] { return below(order()); }});
 
-/** Whether the service's check agrees with the arithmetic, where chance never goes. */
+/** Whether the service's check agrees with the arithmetic, for numbers that no signing makes. */
 class ConstructedSignatureOf : public Verification, public testing::WithParamInterface<Choice>
 {
   protected:

@@ -17,7 +17,7 @@ class LibcryptoSetup : public testing::Test
 
     void TearDown() override { fakes::resetOpenssl(); }
 
-    /** What a call leaves behind when malloc had nothing for it. */
+    /** What a call leaves behind when malloc failed in it. */
     static void endMemoryAt(const char* call, bool fails)
     {
         fakes::atOpensslCall(call,
@@ -31,7 +31,7 @@ class LibcryptoSetup : public testing::Test
 
 TEST_F(LibcryptoSetup, VerifiesASignatureAndKnowsItsOutcome)
 {
-    // Were it not verified, that would be blamed on the memory.
+    // If the signature did not verify, a lack of memory would be blamed.
     endMemoryAt("EVP_DigestVerifyFinal", false);
     EXPECT_NO_THROW(Tavrinupdate::setUpLibcrypto());
     const auto calls = fakes::opensslCalls();

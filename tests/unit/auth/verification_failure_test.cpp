@@ -19,7 +19,7 @@ TEST_F(Verification, OfADirectoryIsThatOfAFileThatCannotBeOpened)
     expectNotOpened();
 }
 
-// Whoever waited for somebody to write into it would wait for ever.
+// An open that waited for somebody to write into it would wait for ever.
 TEST_F(Verification, OfAPipeIsThatOfAFileThatCannotBeOpened)
 {
     ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);

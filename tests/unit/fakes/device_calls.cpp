@@ -107,7 +107,7 @@ extern "C" int close(int descriptor)
     const int status = fakes::nextSymbol<int(int)>("close")(descriptor);
     if (status != 0 && errno == EBADF)
     {
-        // Somebody else's descriptor may be the next to be hit.
+        // The next such close may hit somebody else's descriptor.
         fakes::note("close of what is not open");
         errno = EBADF;
     }

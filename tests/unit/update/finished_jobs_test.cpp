@@ -24,7 +24,7 @@ std::function<void()> whenWoken = [] {}; // NOLINT: for the call below
 
 } // namespace
 
-// Takes the place of the C library's. A limit of the process would hit whoever watches it as well.
+// Takes the place of the C library's. A limit of the process would hit a sanitizer as well.
 extern "C" __attribute__((visibility("default"))) int eventfd(unsigned int count, int flags)
 {
     static auto* const next = fakes::nextSymbol<int(unsigned int, int)>("eventfd");

@@ -74,7 +74,7 @@ class bus_t
     void flush() const noexcept;
     void close() const noexcept;
     bool is_open() const noexcept;
-    /** Whether the destructor flushes and closes the connection, whoever else refers to it. */
+    /** Whether the destructor flushes and closes the connection, even if others refer to it. */
     void set_should_close(bool should_close) noexcept { should_close_ = should_close; }
     /** Hands the native connection over to the caller and leaves this object empty. */
     sd_bus* release() noexcept { return native_.release(); }

@@ -11,7 +11,7 @@
  * The functions that a generated vtable names: each takes a request of sd-bus to a member of a
  * binding.
  *
- * Who asked gets an internal_exception as an error reply. Any other std::exception is kept for the
+ * The caller gets an internal_exception as an error reply. Any other std::exception is kept for the
  * dispatch to throw, and the request stays without a reply. What is no std::exception ends the
  * process.
  */
