@@ -99,14 +99,18 @@ class WatchedService:
     def phase(self, name: str) -> Iterator[None]:
         """All that is done meanwhile is the phase's."""
         trace = self._world.trace
+        self._let_trace_catch_up()
         begin, first, before = time.time(), trace.mark(), self._allocator.count
         yield
         allocations, end = self._allocator.count - before, time.time()
-        # The monitor gets all messages later than those they are for, in order.
-        mark = trace.mark()
-        self._world.client.owner()
-        trace.wait_for(start=mark, what="bus", member="GetNameOwner")
+        self._let_trace_catch_up()
         self._phases[name] = Phase(begin, end, trace.lines()[first:], allocations)
+
+    def _let_trace_catch_up(self) -> None:
+        """The monitor gets all messages later than those they are for, in order."""
+        mark = self._world.trace.mark()
+        self._world.client.owner()
+        self._world.trace.wait_for(start=mark, what="bus", member="GetNameOwner")
 
     def counts(self) -> dict[str, Counts]:
         """By phase, once the service is gone."""
