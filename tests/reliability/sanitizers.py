@@ -11,13 +11,16 @@ _REPORT = re.compile(
 )
 
 
-_RUNTIMES = (b"__asan_init", b"__tsan_init")
+_RUNTIMES = {"address": b"__asan_init", "thread": b"__tsan_init"}
 
 
-def built_into(binary: Path) -> bool:
-    """Whether a program has a sanitizer in it, whose own memory hides the program's."""
+def built_into(binary: Path, *kinds: str) -> bool:
+    """Whether a program has a sanitizer in it: one of these kinds, or any where none is named.
+
+    A sanitizer's own memory hides the program's.
+    """
     contents = binary.read_bytes()
-    return any(runtime in contents for runtime in _RUNTIMES)
+    return any(_RUNTIMES[kind] in contents for kind in kinds or _RUNTIMES)
 
 
 def reports(output: Path) -> list[str]:

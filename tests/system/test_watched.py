@@ -15,23 +15,23 @@ from tavrinsim.setting import Setting
 from tavrinsim.world import World
 
 
-def watched(binary: Path, name: str) -> Path:
-    """The service of the same build folder, watched for "address" or "thread"."""
-    path = binary.parent / "tests" / "watched" / f"tavrinupdate-{name}"
-    if not path.exists():
-        pytest.skip("in this build there is none: all of it is watched, or counted")
-    return path
+def needs(binary: Path, sanitizer: str) -> None:
+    """Skips the test where the service does not watch itself in this way."""
+    if not sanitizers.built_into(binary, sanitizer):
+        pytest.skip(f"asks what the sanitizer says: tools/test --sanitize {sanitizer}")
 
 
 def test_hostile_calls_misuse_no_memory(binary: Path) -> None:
+    needs(binary, "address")
     if os.geteuid() != 0:
         pytest.skip("only root may call everything")
-    result = campaign(watched(binary, "address"), "root", seed=2, count=400)
+    result = campaign(binary, "root", seed=2, count=400)
     assert result.violations == []
 
 
 def test_updates_and_refusals_misuse_no_memory_and_leave_none(binary: Path) -> None:
-    with World(watched(binary, "address")) as world:
+    needs(binary, "address")
+    with World(binary) as world:
         world.start()
         world.wait_published()
         update_each(world)
@@ -43,7 +43,8 @@ def test_updates_and_refusals_misuse_no_memory_and_leave_none(binary: Path) -> N
 
 
 def test_no_threads_race_when_everything_happens_at_once(binary: Path) -> None:
-    with World(watched(binary, "thread"), Setting(monitored=False)) as world:
+    needs(binary, "thread")
+    with World(binary, Setting(monitored=False)) as world:
         if world.view.traces:
             pytest.skip("a traced program's memory is not where the sanitizer has its own")
         if world.emulated:

@@ -11,8 +11,6 @@ build_by() {
         g++*) build_packages+=("$compiler") ;;
         clang-*)
             build_packages+=("$compiler")
-            # Some of the tests run the service in builds that watch themselves.
-            [ -n "$short" ] || build_packages+=("libclang-rt-${compiler#*-}-dev")
             compiler=clang++-${compiler#*-}
             ;;
         *) printf 'no such compiler: %s (there are g++ and clang-VERSION)\n' "$compiler" >&2 && return 2 ;;
