@@ -1,6 +1,7 @@
+#include "auth/libcrypto_setup.hpp"
+
 #include "auth/openssl_handles.hpp"
 #include "auth/signature.hpp"
-#include "service/tavrinupdate.hpp"
 
 #include <openssl/pem.h>
 #include <openssl/x509.h>
@@ -69,7 +70,7 @@ bool verifiesKnownSignature()
 
 } // namespace
 
-void Tavrinupdate::setUpLibcrypto()
+void setUpLibcrypto()
 {
     // libcrypto may lack the memory to record its own error, but malloc has set errno then.
     errno = 0;

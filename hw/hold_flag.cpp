@@ -76,7 +76,7 @@ class HoldLine
     std::unique_ptr<HAL_cfgbase> line_;
 };
 
-/** Formats the local time of the request; no line shows it. */
+/** Formats the local time of the request. It is part of the operation, though no line shows it. */
 void stampRequest()
 {
     std::array<char, 20> text{};

@@ -30,15 +30,15 @@ constexpr std::array<const char*, 3> failedAttempt{
     "[%s] : 3. ioctl failed: TA:0x%x, WL:%d, RL:%d err:%d-%s\n",
 };
 
-const std::string& nodePath(const std::vector<std::string>& nodes, std::uint8_t instance,
+const std::string& nodePath(const std::vector<std::string>& nodes, InstanceIndex index,
                             const CpldInventory& record)
 {
-    if (instance >= nodes.size())
+    if (index.value() >= nodes.size())
     {
         logRecord("[%s] : No device node for %s[%d], the platform description lists %zu\n",
-                  "openI2cfdUsingNodename", record.nodeName.c_str(), instance, nodes.size());
+                  "openI2cfdUsingNodename", record.nodeName.c_str(), index.value(), nodes.size());
     }
-    return nodes.at(instance);
+    return nodes.at(index.value());
 }
 
 } // namespace
@@ -56,10 +56,10 @@ std::array<i2c_msg, 2> transferMessages(std::span<const std::uint8_t> write,
 
 // An index beyond the list is a programming error: its exception must not leave, it ends the
 // process here.
-bool Tavrinupdate::openI2cfdUsingNodename(std::uint8_t instance, const CpldInventory& record,
+bool Tavrinupdate::openI2cfdUsingNodename(InstanceIndex index, const CpldInventory& record,
                                           const std::vector<std::string>& nodes, int& fd) noexcept
 {
-    const std::string& path = nodePath(nodes, instance, record);
+    const std::string& path = nodePath(nodes, index, record);
     const int opened = ::open(path.c_str(), O_RDWR | O_CLOEXEC); // NOLINT: open is variadic
     if (opened < 0)
     {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-std::optional<FileDescriptor> openForProgramming(const char* caller, std::uint8_t instance,
+std::optional<FileDescriptor> openForProgramming(const char* caller, InstanceIndex index,
                                                  CpldInventory& record)
 {
     logTrace("[%s] : Entering\n", caller);
@@ -19,10 +19,10 @@ std::optional<FileDescriptor> openForProgramming(const char* caller, std::uint8_
     logRecord("[%s] : %s count %d\n", caller, record.nodeName.c_str(), record.instanceCount.get());
 
     int opened = -1;
-    if (!Tavrinupdate::openI2cfdUsingNodename(instance, record, nodes, opened))
+    if (!Tavrinupdate::openI2cfdUsingNodename(index, record, nodes, opened))
     {
         logRecord("[%s] : Failed to open %s[%d] fd for programming\n", caller,
-                  record.nodeName.c_str(), instance);
+                  record.nodeName.c_str(), index.value());
         return std::nullopt;
     }
     return FileDescriptor(opened);

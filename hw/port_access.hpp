@@ -12,7 +12,7 @@
  * @param caller names the operation in the log lines
  * @return nothing on failure, which has been logged
  */
-std::optional<FileDescriptor> openForProgramming(const char* caller, std::uint8_t instance,
+std::optional<FileDescriptor> openForProgramming(const char* caller, InstanceIndex index,
                                                  CpldInventory& record);
 
 /** Reads one byte. @param value set to zero first, then to what was read */

@@ -95,11 +95,10 @@ bool switchPort(bool enable, std::uint8_t number, const CpldInventory& record, i
 
 } // namespace
 
-bool Tavrinupdate::enable_disable_programingNode_for_flop(std::uint8_t instance,
-                                                          std::uint8_t enable,
-                                                          CpldInventory& record)
+bool enable_disable_programingNode_for_flop(InstanceIndex index, std::uint8_t enable,
+                                            CpldInventory& record)
 {
-    const auto fd = openForProgramming(functionName, instance, record);
+    const auto fd = openForProgramming(functionName, index, record);
     if (!fd)
     {
         return false;

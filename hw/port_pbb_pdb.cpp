@@ -94,11 +94,10 @@ bool switchPort(bool enable, const CpldInventory& record, int fd)
 
 } // namespace
 
-bool Tavrinupdate::enable_disable_programingNode_for_pbb_pdb(std::uint8_t instance,
-                                                             std::uint8_t enable,
-                                                             CpldInventory& record)
+bool enable_disable_programingNode_for_pbb_pdb(InstanceIndex index, std::uint8_t enable,
+                                               CpldInventory& record)
 {
-    const auto fd = openForProgramming(functionName, instance, record);
+    const auto fd = openForProgramming(functionName, index, record);
     if (!fd)
     {
         return false;

@@ -1,6 +1,5 @@
 #include "hw/programming_port.hpp"
 
-#include "service/tavrinupdate.hpp"
 #include "service/update_request.hpp"
 
 std::uint8_t lockRegisterValue(std::uint8_t current, bool enable)
@@ -21,8 +20,7 @@ bool mayUseByte3(const CpldVersion& version)
     return version.major == 0 && version.minor == 0 && version.maintenance <= lastMaintenance;
 }
 
-bool Tavrinupdate::enable_disable_programingNode(std::uint8_t instance, std::uint8_t enable,
-                                                 CpldInventory& record)
+bool enable_disable_programingNode(InstanceIndex index, std::uint8_t enable, CpldInventory& record)
 {
     const ComponentKind* const kind = findComponent(updateRequest().CompId);
     if (kind == nullptr)
@@ -32,9 +30,9 @@ bool Tavrinupdate::enable_disable_programingNode(std::uint8_t instance, std::uin
     switch (kind->portRule)
     {
     case PortRule::enableBit:
-        return enable_disable_programingNode_for_flop(instance, enable, record);
+        return enable_disable_programingNode_for_flop(index, enable, record);
     case PortRule::lockBit:
         break;
     }
-    return enable_disable_programingNode_for_pbb_pdb(instance, enable, record);
+    return enable_disable_programingNode_for_pbb_pdb(index, enable, record);
 }

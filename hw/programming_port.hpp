@@ -9,6 +9,7 @@
  */
 
 #include "hw/version.hpp"
+#include "service/cpld_inventory.hpp"
 
 #include <cstdint>
 
@@ -37,3 +38,19 @@ std::uint8_t enableRegisterValue(std::uint8_t current, bool enable);
 
 /** Whether FLOP firmware is so old that its register may be byte 3: 0.0.0 to 0.0.5. */
 bool mayUseByte3(const CpldVersion& version);
+
+/**
+ * Opens or closes an instance's programming port; blocks for the I2C transfers.
+ *
+ * The component number of the update in hand decides how; an unknown number succeeds without
+ * touching hardware.
+ *
+ * @param enable openPort or closePort: bit 0 counts
+ */
+[[nodiscard]] bool enable_disable_programingNode(InstanceIndex index, std::uint8_t enable,
+                                                 CpldInventory& record);
+[[nodiscard]] bool enable_disable_programingNode_for_pbb_pdb(InstanceIndex index,
+                                                             std::uint8_t enable,
+                                                             CpldInventory& record);
+[[nodiscard]] bool enable_disable_programingNode_for_flop(InstanceIndex index, std::uint8_t enable,
+                                                          CpldInventory& record);

@@ -26,7 +26,7 @@ std::string versionText(const CpldVersion& version)
            std::to_string(version.maintenance);
 }
 
-std::string instanceFqdd(const ComponentKind& kind, std::uint8_t index)
+std::string instanceFqdd(const ComponentKind& kind, InstanceIndex index)
 {
-    return kind.fqddPrefix + std::to_string(index + 1);
+    return kind.fqddPrefix + std::to_string(index.number());
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "service/component_kind.hpp"
+#include "service/instances.hpp"
 
 #include <array>
 #include <cstdint>
@@ -25,5 +26,4 @@ CpldVersion decodeVersion(const ComponentKind& kind, const VersionBytes& bytes);
 /** Major, minor and maintenance number in decimal, joined by dots. */
 std::string versionText(const CpldVersion& version);
 
-/** FQDD of an instance. @param index counted from 0 */
-std::string instanceFqdd(const ComponentKind& kind, std::uint8_t index);
+std::string instanceFqdd(const ComponentKind& kind, InstanceIndex index);

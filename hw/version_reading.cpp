@@ -11,27 +11,28 @@ constexpr auto functionName = "readCpldVersion";
 // A record of none of the kinds is read, and nothing of it is kept. There is none in the service.
 constexpr std::uint8_t otherVersionRegister = 0x00;
 
-void keepVersion(CpldInventory& record, const ComponentKind& kind, std::uint8_t index,
+void keepVersion(CpldInventory& record, const ComponentKind& kind, InstanceIndex index,
                  const VersionBytes& bytes)
 {
     const auto version = decodeVersion(kind, bytes);
     record.cpldVersions.push_back(versionText(version));
     logRecord("[%s] : %s[%d]: Maj-%d Min-%d Maint-%d\n", functionName, record.nodeName.c_str(),
-              index, version.major, version.minor, version.maintenance);
+              index.value(), version.major, version.minor, version.maintenance);
     record.fqdds.push_back(instanceFqdd(kind, index));
 }
 
-bool readInstance(CpldInventory& record, std::uint8_t index, const std::vector<std::string>& nodes)
+bool readInstance(CpldInventory& record, InstanceIndex index, const std::vector<std::string>& nodes)
 {
     int opened = -1;
     if (!Tavrinupdate::openI2cfdUsingNodename(index, record, nodes, opened))
     {
         logRecord("[%s] : Failed to open %s[%d] for inventory\n", functionName,
-                  record.nodeName.c_str(), index);
+                  record.nodeName.c_str(), index.value());
         return false;
     }
     const FileDescriptor fd(opened);
-    logTrace("[%s] : %s[%d]'s fd:%d\n", functionName, record.nodeName.c_str(), index, fd.get());
+    logTrace("[%s] : %s[%d]'s fd:%d\n", functionName, record.nodeName.c_str(), index.value(),
+             fd.get());
 
     const ComponentKind* const kind = findKind(record.kindCode);
     const std::array<std::uint8_t, 1> request{kind != nullptr ? kind->versionRegister
@@ -40,7 +41,7 @@ bool readInstance(CpldInventory& record, std::uint8_t index, const std::vector<s
     if (!Tavrinupdate::tavrinWR(request, bytes, record, fd.get()))
     {
         logRecord("[%s] : Failed to read %s[%d] version for inventory\n", functionName,
-                  record.nodeName.c_str(), index);
+                  record.nodeName.c_str(), index.value());
         return false;
     }
     if (kind != nullptr)
@@ -68,14 +69,12 @@ bool Tavrinupdate::readCpldVersion(CpldInventory& record)
                   record.nodeName.c_str());
         return false;
     }
-    logRecord("[%s] : %s count %d\n", functionName, record.nodeName.c_str(),
-              record.instanceCount.get());
+    const std::uint32_t count = record.instanceCount.get();
+    logRecord("[%s] : %s count %d\n", functionName, record.nodeName.c_str(), count);
 
-    // Fits: larger counts are refused where they are read.
-    const auto count = static_cast<std::uint8_t>(record.instanceCount.get());
-    for (std::uint8_t index = 0; index < count; ++index)
+    for (std::uint32_t index = 0; index < count; ++index)
     {
-        if (!readInstance(record, index, nodes))
+        if (!readInstance(record, InstanceIndex(index), nodes))
         {
             return false;
         }

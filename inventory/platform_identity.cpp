@@ -1,9 +1,8 @@
 #include "log/log.hpp"
+#include "service/remote_property.hpp"
 #include "service/tavrinupdate.hpp"
 
-#include <sdbusplus/bus.hpp>
 #include <sdbusplus/exception.hpp>
-#include <sdbusplus/message.hpp>
 
 #include <cerrno>
 #include <string_view>
@@ -14,22 +13,23 @@ namespace
 
 constexpr auto functionName = "GetPlatformID";
 
-constexpr auto platformService = "xyz.openbmc_project.Platform";
-constexpr auto platformPath = "/xyz/openbmc_project/Platform";
-constexpr auto propertiesInterface = "org.freedesktop.DBus.Properties";
+constexpr RemoteProperty platformIdentity{
+    "xyz.openbmc_project.Platform",
+    "/xyz/openbmc_project/Platform",
+    "xyz.openbmc_project.Platform",
+    "PlatformID",
+};
 
 std::int32_t askPlatformService()
 {
     // A connection of its own: some callers run on an update worker, and on the main thread a
     // blocking call on the shared one would hold signals back.
     auto bus = sdbusplus::bus::new_system();
-    auto call = bus.new_method_call(platformService, platformPath, propertiesInterface, "Get");
-    call.append(platformService, "PlatformID");
-    auto reply = bus.call(call);
+    auto reply = askFor(bus, platformIdentity);
     // An empty reply would read as 0 as well, but it is none.
     if (reply.get_signature() != std::string_view("v"))
     {
-        throw sdbusplus::exception::SdBusError(EBADMSG, "PlatformID");
+        throw sdbusplus::exception::SdBusError(EBADMSG, platformIdentity.name);
     }
 
     // A variant of another type is skipped and leaves 0.

@@ -82,9 +82,9 @@ std::string recordKey(const std::string& fqdd)
     return key.data();
 }
 
-std::string recordDisplayName(const std::string& base, std::uint8_t instance)
+std::string recordDisplayName(const std::string& base, InstanceIndex index)
 {
     std::array<char, displayNameBufferSize> name{};
-    std::snprintf(name.data(), displayNameLimit, "%s.%d", base.c_str(), instance);
+    std::snprintf(name.data(), displayNameLimit, "%s.%d", base.c_str(), index.number());
     return name.data();
 }

@@ -6,6 +6,8 @@
  * NUL-terminated strings that follow it. Integers are little-endian.
  */
 
+#include "service/instances.hpp"
+
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -72,5 +74,5 @@ class SoftwareRecord
 /** Key of an instance's record; at most 28 characters are kept. */
 std::string recordKey(const std::string& fqdd);
 
-/** Display name of an instance; at most 48 characters are kept. @param instance from 1 */
-std::string recordDisplayName(const std::string& base, std::uint8_t instance);
+/** Display name of an instance; at most 48 characters are kept. */
+std::string recordDisplayName(const std::string& base, InstanceIndex index);

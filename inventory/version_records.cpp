@@ -1,7 +1,8 @@
+#include "inventory/version_records.hpp"
+
 #include "inventory/software_record.hpp"
 #include "log/log.hpp"
 #include "platform/software_inventory.h"
-#include "service/tavrinupdate.hpp"
 
 #include <cstring>
 #include <exception>
@@ -33,14 +34,13 @@ struct AvailableVersions
 };
 
 /** An entry that must be there: an index beyond the list stops the process. */
-const std::string& entryOf(const std::vector<std::string>& list, std::size_t index) noexcept
+const std::string& entryOf(const std::vector<std::string>& list, InstanceIndex index) noexcept
 {
-    return list.at(index); // NOLINT(bugprone-exception-escape): the escape is the stop
+    return list.at(index.value()); // NOLINT(bugprone-exception-escape): the escape is the stop
 }
 
-void describeInstance(SoftwareRecord& record, const CpldInventory& kind, std::uint8_t instance)
+void describeInstance(SoftwareRecord& record, const CpldInventory& kind, InstanceIndex index)
 {
-    const std::size_t index = instance - std::size_t{1};
     const auto key = recordKey(entryOf(kind.fqdds, index));
     logTrace("[%s]:pMDOH Enter:%s", functionName, key.c_str());
     logTrace("[%s]: Key len:[%ld]", functionName, static_cast<long>(key.size() + 1));
@@ -48,7 +48,7 @@ void describeInstance(SoftwareRecord& record, const CpldInventory& kind, std::ui
     logTrace("[%s]: pmdohsize:[%zu], pmdohstrlen[%zu]", functionName, record.size(),
              record.stringBytes());
 
-    const auto displayName = recordDisplayName(kind.deviceName, instance);
+    const auto displayName = recordDisplayName(kind.deviceName, index);
     record.append(RecordField::displayName, displayName);
     logTrace("[%s]: disName:[%s], dispName len:[%zu], pmdohsize:[%zu]\n", functionName,
              displayName.c_str(), displayName.size() + 1, record.size());
@@ -114,14 +114,14 @@ void addVersions(SoftwareRecord& record, const CpldInventory& kind,
     }
 }
 
-void queryChange(SoftwareRecord& record, CpldInventory& kind, void* block, std::uint8_t instance)
+void queryChange(SoftwareRecord& record, CpldInventory& kind, void* block, InstanceIndex index)
 {
     constexpr std::uint32_t changeQuery = 1;
     std::uint64_t changeValue = 0;
     if (SIPLHasVersionChanged(changeQuery, block, &changeValue))
     {
         logTrace("[%s]: %s Software Version changed for type [%s] index [%d]\n", functionName,
-                 kind.nodeName.c_str(), softwareType, instance);
+                 kind.nodeName.c_str(), softwareType, index.number());
     }
     else
     {
@@ -134,7 +134,7 @@ void queryChange(SoftwareRecord& record, CpldInventory& kind, void* block, std::
     }
 }
 
-void askSoftwareInventory(CpldInventory& kind, std::uint8_t instance)
+void askSoftwareInventory(CpldInventory& kind, InstanceIndex index)
 {
     PlatformMemory memory(SMAllocMem(softwareRecordSize));
     if (memory == nullptr)
@@ -145,7 +145,7 @@ void askSoftwareInventory(CpldInventory& kind, std::uint8_t instance)
     logTrace("[%s]:pMDOH Enter:", functionName);
     SoftwareRecord record({static_cast<std::uint8_t*>(memory.get()), softwareRecordSize},
                           kind.componentId);
-    describeInstance(record, kind, instance);
+    describeInstance(record, kind, index);
 
     AvailableVersions versions;
     if (!askForVersions(kind, memory.get(), versions))
@@ -153,22 +153,23 @@ void askSoftwareInventory(CpldInventory& kind, std::uint8_t instance)
         return;
     }
     addVersions(record, kind, versions);
-    queryChange(record, kind, memory.get(), instance);
+    queryChange(record, kind, memory.get(), index);
     memory.reset();
     kind.sha256 = versions.sha256.data();
 }
 
 } // namespace
 
-void Tavrinupdate::get_version_strings_from_SIPL(CpldInventory& record, std::uint8_t instance)
+void get_version_strings_from_SIPL(CpldInventory& record, InstanceIndex index)
 {
     try
     {
-        askSoftwareInventory(record, instance);
+        askSoftwareInventory(record, index);
     }
     catch (const std::exception& error)
     {
-        // The instance is published without what the software inventory knows of it.
+        // The instance is published all the same, with what the record holds: of the instance
+        // before it, or nothing.
         logRecord("[%s]: %s\n", functionName, error.what());
     }
 }

@@ -1,3 +1,4 @@
+#include "auth/libcrypto_setup.hpp"
 #include "log/log.hpp"
 #include "service/component_table.hpp"
 #include "service/tavrinupdate.hpp"
@@ -49,7 +50,7 @@ void run()
 {
     keepNoLargeBlocks();
     // Before the bus, so that a service that can be seen on the bus can check what it is given.
-    Tavrinupdate::setUpLibcrypto();
+    setUpLibcrypto();
 
     boost::asio::io_context io;
     auto connection = std::make_shared<sdbusplus::asio::connection>(io);

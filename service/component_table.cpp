@@ -22,7 +22,7 @@ void initialiseComponentTable(CpldInventory& pbb, CpldInventory& pdb, CpldInvent
     fill(flop, flopKind);
 }
 
-std::string instanceObjectPath(const std::string& nodeName, std::int64_t instance)
+std::string instanceObjectPath(const std::string& nodeName, InstanceIndex index)
 {
-    return objectPathPrefix + nodeName + "_" + std::to_string(instance);
+    return objectPathPrefix + nodeName + "_" + std::to_string(index.number());
 }

@@ -7,7 +7,6 @@
 
 #include "service/cpld_inventory.hpp"
 
-#include <cstdint>
 #include <string>
 
 /** Well-known bus name of the service. */
@@ -22,5 +21,4 @@ inline constexpr auto objectPathPrefix = "/com/vexa/bevon/cpld_updater/";
 /** Fills the constant fields of the three records; reads nothing and cannot fail. */
 void initialiseComponentTable(CpldInventory& pbb, CpldInventory& pdb, CpldInventory& flop);
 
-/** Object path of an instance. @param instance number counted from 1 */
-std::string instanceObjectPath(const std::string& nodeName, std::int64_t instance);
+std::string instanceObjectPath(const std::string& nodeName, InstanceIndex index);

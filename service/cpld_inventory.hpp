@@ -1,7 +1,7 @@
 #pragma once
 
 #include "service/component_kind.hpp"
-#include "service/instance_count.hpp"
+#include "service/instances.hpp"
 
 #include <cstdint>
 #include <string>

@@ -1,3 +1,6 @@
+#include "service/publication.hpp"
+
+#include "inventory/version_records.hpp"
 #include "log/log.hpp"
 #include "service/component_table.hpp"
 #include "service/sd_bus_handles.hpp"
@@ -71,14 +74,14 @@ ComponentObjects buildObjects(Tavrinupdate& service, const std::string& path)
     return objects;
 }
 
-void fillRegistration(CompMpropDriRegIface& object, const CpldInventory& record, std::size_t index,
-                      const std::string& path)
+void fillRegistration(CompMpropDriRegIface& object, const CpldInventory& record,
+                      InstanceIndex index, const std::string& path)
 {
     constexpr std::uint8_t noReboot = 0;
     constexpr std::uint8_t serialUpdates = 1;
 
     object.compID(record.componentId);
-    object.fqdd(record.fqdds.at(index));
+    object.fqdd(record.fqdds.at(index.value()));
     object.rebootType(noReboot);
     object.fwupdateService(serviceBusName, false);
     object.fwupdateObject(path, false);
@@ -93,10 +96,11 @@ void fillRegistration(CompMpropDriRegIface& object, const CpldInventory& record,
  * The announcement lists all interfaces of the path. The service's own inventory is filled after
  * it; its values are never announced, they are read.
  */
-void fillBaseInventory(BaseSwInventoryIface& object, const CpldInventory& record, std::size_t index)
+void fillBaseInventory(BaseSwInventoryIface& object, const CpldInventory& record,
+                       InstanceIndex index)
 {
-    object.fqdd(record.fqdds.at(index), true);
-    object.installedVersionString(record.cpldVersions.at(index), true);
+    object.fqdd(record.fqdds.at(index.value()), true);
+    object.installedVersionString(record.cpldVersions.at(index.value()), true);
     object.componentID(record.componentId, true);
     object.displayName(record.deviceName, true);
     object.friendlyFQDD(record.friendlyName, true);
@@ -105,25 +109,25 @@ void fillBaseInventory(BaseSwInventoryIface& object, const CpldInventory& record
     object.emit_object_added();
 }
 
-void fillInventory(TavrinInventoryIface& object, const CpldInventory& record, std::size_t index)
+void fillInventory(TavrinInventoryIface& object, const CpldInventory& record, InstanceIndex index)
 {
-    object.currentVersionString(record.currentVersions.at(index));
-    object.fqdd(record.fqdds.at(index));
-    object.installedVersionString(record.cpldVersions.at(index));
+    object.currentVersionString(record.currentVersions.at(index.value()));
+    object.fqdd(record.fqdds.at(index.value()));
+    object.installedVersionString(record.cpldVersions.at(index.value()));
     object.compID(record.componentId);
     object.displayName(record.deviceName);
     object.friendlyFQDD(record.friendlyName);
     object.count(record.instanceCount.get());
 }
 
-void publishInstance(Tavrinupdate& service, CpldInventory& record, std::uint8_t index)
+void publishInstance(Tavrinupdate& service, CpldInventory& record, InstanceIndex index)
 {
-    const auto path = instanceObjectPath(record.nodeName, index + 1);
+    const auto path = instanceObjectPath(record.nodeName, index);
     // An object of an earlier publication would keep its successor from the bus.
     service.registeredObjects.erase(path);
 
     auto objects = buildObjects(service, path);
-    Tavrinupdate::get_version_strings_from_SIPL(record, static_cast<std::uint8_t>(index + 1));
+    get_version_strings_from_SIPL(record, index);
     fillRegistration(*objects.registration, record, index, path);
     fillBaseInventory(*objects.baseInventory, record, index);
     fillInventory(*objects.inventory, record, index);
@@ -135,21 +139,19 @@ void publishInstance(Tavrinupdate& service, CpldInventory& record, std::uint8_t 
 
 void publishKind(Tavrinupdate& service, CpldInventory& record)
 {
-    record.currentVersions.resize(record.instanceCount.get());
-    record.cpldVersions.resize(record.instanceCount.get());
-    record.previousVersions.resize(record.instanceCount.get());
-
-    // Fits: larger counts are refused where they are read.
-    const auto count = static_cast<std::uint8_t>(record.instanceCount.get());
-    for (std::uint8_t index = 0; index < count; ++index)
+    const std::uint32_t count = record.instanceCount.get();
+    record.currentVersions.resize(count);
+    record.cpldVersions.resize(count);
+    record.previousVersions.resize(count);
+    for (std::uint32_t index = 0; index < count; ++index)
     {
-        publishInstance(service, record, index);
+        publishInstance(service, record, InstanceIndex(index));
     }
 }
 
 } // namespace
 
-void Tavrinupdate::registerObjectPaths_PopulateInventory(Tavrinupdate& service)
+void registerObjectPaths_PopulateInventory(Tavrinupdate& service)
 {
     claimBusName(*service.connection);
     service.objectManager = addObjectManager(*service.connection);

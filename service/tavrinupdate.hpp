@@ -55,16 +55,6 @@ class Tavrinupdate : public CompUpdateObject,
 
     ~Tavrinupdate() override;
 
-    /**
-     * Claims the bus name and publishes the objects of every kind whose inventory is ready.
-     *
-     * Run again, it replaces the objects by new ones with fresh values. A failure while objects are
-     * built is logged and ends the publication; what was published stays.
-     *
-     * @throws sdbusplus::exception::SdBusError when the bus refuses the name or the object manager
-     */
-    static void registerObjectPaths_PopulateInventory(Tavrinupdate& service);
-
     // inventory/ --------------------------------------------------------------------------------
 
     /**
@@ -75,14 +65,6 @@ class Tavrinupdate : public CompUpdateObject,
      * @return 0 when it is unknown or cannot be read
      */
     static std::int32_t GetPlatformID();
-
-    /**
-     * Asks the platform's software inventory about one instance; keeps its SHA-256 and change
-     * value.
-     *
-     * @param instance number counted from 1; the record must hold the instance's FQDD and version
-     */
-    static void get_version_strings_from_SIPL(CpldInventory& record, std::uint8_t instance);
 
     // hw/ ---------------------------------------------------------------------------------------
 
@@ -102,7 +84,7 @@ class Tavrinupdate : public CompUpdateObject,
      *
      * @param fd receives the descriptor, which the caller owns; left alone on failure
      */
-    [[nodiscard]] static bool openI2cfdUsingNodename(std::uint8_t instance,
+    [[nodiscard]] static bool openI2cfdUsingNodename(InstanceIndex index,
                                                      const CpldInventory& record,
                                                      const std::vector<std::string>& nodes,
                                                      int& fd) noexcept;
@@ -118,22 +100,6 @@ class Tavrinupdate : public CompUpdateObject,
                                        int fd);
 
     /**
-     * Opens (bit 0 of `enable` set) or closes an instance's programming port.
-     *
-     * The component number of the update in hand decides how; an unknown number succeeds without
-     * touching hardware. Blocks for the I2C transfers; on the thread of its caller.
-     */
-    [[nodiscard]] static bool enable_disable_programingNode(std::uint8_t instance,
-                                                            std::uint8_t enable,
-                                                            CpldInventory& record);
-    [[nodiscard]] static bool enable_disable_programingNode_for_pbb_pdb(std::uint8_t instance,
-                                                                        std::uint8_t enable,
-                                                                        CpldInventory& record);
-    [[nodiscard]] static bool enable_disable_programingNode_for_flop(std::uint8_t instance,
-                                                                     std::uint8_t enable,
-                                                                     CpldInventory& record);
-
-    /**
      * Reads version and FQDD of every instance of a kind and appends them to the record's lists.
      *
      * @return false at the first instance that cannot be read; those before it stay in the lists
@@ -141,21 +107,6 @@ class Tavrinupdate : public CompUpdateObject,
     [[nodiscard]] static bool readCpldVersion(CpldInventory& record);
 
     // auth/ -------------------------------------------------------------------------------------
-
-    /**
-     * Lets libcrypto set itself up, by a verification whose outcome is known. Main thread, before
-     * any payload is checked.
-     *
-     * libcrypto sets itself up once in a process, at its first use. If an allocation fails then, it
-     * is never repeated, and every payload would be refused until the process ends. Here the
-     * process can still end at once.
-     *
-     * When the verification fails for another reason, the service goes on: it refuses each payload
-     * and logs why, and its inventory is not affected.
-     *
-     * @throws std::bad_alloc when memory is exhausted
-     */
-    static void setUpLibcrypto();
 
     /**
      * Chooses the public-key file for the update in hand.
@@ -201,7 +152,7 @@ class Tavrinupdate : public CompUpdateObject,
      * @return false when the job was refused, which the coordinator has been told
      * @throws std::filesystem::filesystem_error when the payload directory cannot be read
      */
-    [[nodiscard]] bool TavrinUpdateStart(CpldInventory* record, const std::uint32_t& deviceIndex,
+    [[nodiscard]] bool TavrinUpdateStart(CpldInventory* record, const InstanceIndex& index,
                                          const std::string& objectPath);
 
     // What the operations above share -----------------------------------------------------------
@@ -223,8 +174,8 @@ class Tavrinupdate : public CompUpdateObject,
     std::map<std::string, ComponentObjects> registeredObjects;
 
   private:
-    [[nodiscard]] bool startWorker(CpldInventory& record, std::uint32_t deviceIndex);
-    void markScanBlocked(const std::string& objectPath);
+    [[nodiscard]] bool startWorker(CpldInventory& record, InstanceIndex index,
+                                   const std::string& objectPath);
 
     /**
      * Brings finished updates from their workers to the main thread; made for the first update.

@@ -11,12 +11,17 @@ const ComponentKind* kindOfFqdd(const std::string& fqdd)
     return found != componentKinds.end() ? found : nullptr;
 }
 
-std::int32_t deviceIndexOfFqdd(const std::string& fqdd)
+std::optional<InstanceIndex> instanceOfFqdd(const std::string& fqdd)
 {
     const auto dot = fqdd.rfind('.');
     if (dot == std::string::npos || dot + 1 == fqdd.size())
     {
-        return 0;
+        return InstanceIndex(0);
     }
-    return std::stoi(fqdd.substr(dot + 1)) - 1;
+    const int number = std::stoi(fqdd.substr(dot + 1));
+    if (number < 1 || number > static_cast<int>(maxInstances))
+    {
+        return std::nullopt;
+    }
+    return InstanceIndex(static_cast<std::uint32_t>(number) - 1);
 }

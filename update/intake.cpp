@@ -66,9 +66,13 @@ std::int32_t takeJob(Tavrinupdate& service, const std::string& fqdd, std::uint32
     {
         return refuseFqdd(fqdd);
     }
-    const std::int32_t index = deviceIndexOfFqdd(fqdd);
+    const auto index = instanceOfFqdd(fqdd);
+    if (!index)
+    {
+        return refuseFqdd(fqdd);
+    }
     auto& record = recordOf(service, *kind);
-    const auto path = instanceObjectPath(record.nodeName, std::int64_t{index} + 1);
+    const auto path = instanceObjectPath(record.nodeName, *index);
     const auto objects = service.registeredObjects.find(path);
     if (objects == service.registeredObjects.end())
     {
@@ -77,8 +81,7 @@ std::int32_t takeJob(Tavrinupdate& service, const std::string& fqdd, std::uint32
 
     readJob(*objects->second.update, request);
     traceRequest(request);
-    const auto deviceIndex = static_cast<std::uint32_t>(index);
-    return service.TavrinUpdateStart(&record, deviceIndex, path) ? updateStarted : updateRefused;
+    return service.TavrinUpdateStart(&record, *index, path) ? updateStarted : updateRefused;
 }
 
 } // namespace

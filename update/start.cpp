@@ -20,181 +20,173 @@ namespace
 
 constexpr auto functionName = "TavrinUpdateStart";
 
-/** Tells the coordinator of a refusal that has been logged. @return false */
-bool refused()
+bool checkComponent(const UpdateRequestData& request)
 {
-    reportUpdateStatus(updateRequest(), update_state::refused, 0);
+    if (findComponent(request.CompId) != nullptr)
+    {
+        return true;
+    }
+    logRecord(
+        "[%s] : Unable to start update. Component ID mismatch, expected %d, %d, or %d but it is: %d\n",
+        functionName, component_id::flop, component_id::pbb, component_id::pdb, request.CompId);
     return false;
 }
 
-bool checkComponent()
-{
-    const std::uint32_t id = updateRequest().CompId;
-    if (findComponent(id) == nullptr)
-    {
-        logRecord(
-            "[%s] : Unable to start update. Component ID mismatch, expected %d, %d, or %d but it is: %d\n",
-            functionName, component_id::flop, component_id::pbb, component_id::pdb, id);
-        return refused();
-    }
-    return true;
-}
-
 /** Empty where fewer instances were published than there are now. */
-const char* currentVersion(const CpldInventory& record, std::uint32_t deviceIndex)
+const char* currentVersion(const CpldInventory& record, InstanceIndex index)
 {
     const auto& versions = record.currentVersions;
-    return deviceIndex < versions.size() ? versions.at(deviceIndex).c_str() : "";
+    return index.value() < versions.size() ? versions.at(index.value()).c_str() : "";
 }
 
-bool checkDevice(const CpldInventory& record, std::uint32_t deviceIndex)
+bool checkDevice(const UpdateRequestData& request, const CpldInventory& record, InstanceIndex index)
 {
-    // An index of all ones would wrap to an accepted count. Counts end at 255, so an index that is
-    // accepted fits the eight bits that the hardware operations take.
     const std::uint32_t count = record.instanceCount.get();
-    if (deviceIndex >= count)
+    if (index.value() >= count)
     {
-        logRecord("[%s]: Incorrect FQDD: %s\n", functionName, updateRequest().Fqdd.c_str());
-        return refused();
+        logRecord("[%s]: Incorrect FQDD: %s\n", functionName, request.Fqdd.c_str());
+        return false;
     }
     logTrace("[%s]:count=%d str=%s device_name=%s", functionName, count,
-             currentVersion(record, deviceIndex), record.nodeName.c_str());
+             currentVersion(record, index), record.nodeName.c_str());
     return true;
 }
 
 /** Replaces the directory in the request by the payload found in it. */
-bool locatePayload()
+bool locatePayload(UpdateRequestData& request)
 {
-    auto& payloadPath = updateRequest().PayloadPath;
-    const std::filesystem::path directory(payloadPath);
+    const std::filesystem::path directory(request.PayloadPath);
     if (!std::filesystem::is_directory(directory))
     {
-        logRecord("[%s] : Directory not found: %s\n", functionName, payloadPath.c_str());
-        return refused();
+        logRecord("[%s] : Directory not found: %s\n", functionName, request.PayloadPath.c_str());
+        return false;
     }
     const auto fileName = findPayload(directory);
     if (!fileName)
     {
         logRecord("[%s] : No valid payload file found in directory: %s\n", functionName,
-                  payloadPath.c_str());
-        return refused();
+                  request.PayloadPath.c_str());
+        return false;
     }
-    payloadPath = (directory / *fileName).string();
+    request.PayloadPath = (directory / *fileName).string();
     return true;
 }
 
-bool checkPayload(std::uint32_t deviceIndex)
+bool checkPayload(const std::string& path, InstanceIndex index)
 {
-    const std::string& payloadPath = updateRequest().PayloadPath;
-    const auto type = fileType(payloadPath);
+    const auto type = fileType(path);
+    // Cannot happen while locatePayload() accepts one type only.
     if (!isSupportedType(type))
     {
         logRecord("[%s] : Unable to start update. Unsupported file type: %s\n", functionName,
                   type.c_str());
-        return refused();
+        return false;
     }
     logTrace("[%s] : Proceeding update with file type is: %s and device_index=%d\n", functionName,
-             type.c_str(), deviceIndex);
-    if (!Tavrinupdate::verifySignature(payloadPath))
+             type.c_str(), index.value());
+    if (!Tavrinupdate::verifySignature(path))
     {
         logRecord("[%s] : Unable to start update. Failed to verify Payload signature\n",
                   functionName);
-        return refused();
+        return false;
     }
     return true;
 }
 
+/** Cannot fail while checkDevice() comes before it: no update may start on a kind without CPLDs. */
 bool checkCount(const CpldInventory& record)
 {
     if (record.instanceCount.get() == 0)
     {
         logRecord("[%s] : Unable to start update. %s count: %u \n", functionName,
                   record.nodeName.c_str(), record.instanceCount.get());
-        return refused();
+        return false;
     }
     return true;
 }
 
-bool openProgrammingPort(CpldInventory& record, std::uint32_t deviceIndex)
+bool openProgrammingPort(CpldInventory& record, InstanceIndex index)
 {
-    if (!Tavrinupdate::enable_disable_programingNode(static_cast<std::uint8_t>(deviceIndex),
-                                                     openPort, record))
+    if (!enable_disable_programingNode(index, openPort, record))
     {
         logRecord("[%s] : Unable to start update. Failed to enable HARDIP on %s\n", functionName,
                   record.nodeName.c_str());
-        reportUpdateStatus(updateRequest(), update_state::portNotOpened, 0);
         return false;
     }
     logTrace("[%s] : HARDIP enabled on %s\n", functionName, record.nodeName.c_str());
     return true;
 }
 
-/** Without a worker nobody else would close the port again. */
-bool giveUpWithoutWorker(CpldInventory& record, std::uint32_t deviceIndex, const char* reason)
+void closeProgrammingPort(CpldInventory& record, InstanceIndex index)
 {
-    logRecord("[%s] : Unable to start update. Failed to start worker thread: %s\n", functionName,
-              reason);
-    if (!Tavrinupdate::enable_disable_programingNode(static_cast<std::uint8_t>(deviceIndex),
-                                                     closePort, record))
+    if (!enable_disable_programingNode(index, closePort, record))
     {
         logRecord("[%s] : Failed to disable HARDIP on %s\n", functionName, record.nodeName.c_str());
     }
-    return refused();
+}
+
+void markScanBlocked(Tavrinupdate& service, const std::string& objectPath)
+{
+    const auto objects = service.registeredObjects.find(objectPath);
+    if (objects != service.registeredObjects.end())
+    {
+        objects->second.inventory->psuScanBlock(true);
+    }
 }
 
 } // namespace
 
-bool Tavrinupdate::TavrinUpdateStart(CpldInventory* record, const std::uint32_t& deviceIndex,
+bool Tavrinupdate::TavrinUpdateStart(CpldInventory* record, const InstanceIndex& index,
                                      const std::string& objectPath)
 {
-    const auto& request = updateRequest();
+    auto& request = updateRequest();
     logTrace("[%s] : CompID: %d, PayloadPath: %s, fqdd: %s\n", functionName, request.CompId,
              request.PayloadPath.c_str(), request.Fqdd.c_str());
-    if (!checkComponent() || !checkDevice(*record, deviceIndex) || !locatePayload() ||
-        !checkPayload(deviceIndex) || !checkCount(*record))
+    if (!checkComponent(request) || !checkDevice(request, *record, index) ||
+        !locatePayload(request) || !checkPayload(request.PayloadPath, index) ||
+        !checkCount(*record))
     {
+        reportUpdateStatus(request, update_state::refused, 0);
         return false;
     }
 
     reportUpdateStatus(request, update_state::started, 0);
-    markScanBlocked(objectPath);
+    markScanBlocked(*this, objectPath);
     logTrace("[%s] : Starting update on %s with Current CPLD Version: %s\n", functionName,
-             record->nodeName.c_str(), currentVersion(*record, deviceIndex));
-    if (!openProgrammingPort(*record, deviceIndex))
+             record->nodeName.c_str(), currentVersion(*record, index));
+    if (!openProgrammingPort(*record, index))
     {
-        markScanBlocked(objectPath);
+        reportUpdateStatus(request, update_state::portNotOpened, 0);
+        markScanBlocked(*this, objectPath);
         return false;
     }
-    return startWorker(*record, deviceIndex);
+    return startWorker(*record, index, objectPath);
 }
 
-bool Tavrinupdate::startWorker(CpldInventory& record, std::uint32_t deviceIndex)
+bool Tavrinupdate::startWorker(CpldInventory& record, InstanceIndex index,
+                               const std::string& objectPath)
 {
     try
     {
         if (finishedJobs_ == nullptr)
         {
             finishedJobs_ = std::make_shared<FinishedJobsWatch>(io, [this](const std::string& path)
-                                                                { markScanBlocked(path); });
+                                                                { markScanBlocked(*this, path); });
         }
-        UpdateJob job{updateRequest(), record, deviceIndex, finishedJobs_->jobs()};
+        UpdateJob job{updateRequest(), record, index, objectPath, finishedJobs_->jobs()};
         takeUpdateSlot();
         std::thread(FW_update, std::move(job)).detach();
     }
     catch (const std::exception& error)
     {
         giveUpdateSlotBack();
-        return giveUpWithoutWorker(record, deviceIndex, error.what());
+        logRecord("[%s] : Unable to start update. Failed to start worker thread: %s\n",
+                  functionName, error.what());
+        // Without a worker nobody else would.
+        closeProgrammingPort(record, index);
+        reportUpdateStatus(updateRequest(), update_state::refused, 0);
+        return false;
     }
     logTrace("[%s] : Thread created for update\n", functionName);
     return true;
-}
-
-void Tavrinupdate::markScanBlocked(const std::string& objectPath)
-{
-    const auto objects = registeredObjects.find(objectPath);
-    if (objects != registeredObjects.end())
-    {
-        objects->second.inventory->psuScanBlock(true);
-    }
 }

@@ -3,8 +3,6 @@
 #include "hw/programming_port.hpp"
 #include "log/log.hpp"
 #include "platform/cpldfwupdate.hpp"
-#include "service/component_table.hpp"
-#include "service/tavrinupdate.hpp"
 #include "update/progress.hpp"
 #include "update/update_slot.hpp"
 
@@ -47,7 +45,7 @@ void program(const UpdateJob& job, const ThreadTag& tag, std::optional<cpldfwupd
 {
     logTrace("[%s:%s] : Calling library for %s\n", functionName, tag.text(),
              job.request.Fqdd.c_str());
-    run.emplace(job.component.nodeName, job.deviceIndex, job.request.PayloadPath, StatusUpdate_CB,
+    run.emplace(job.component.nodeName, job.index.value(), job.request.PayloadPath, StatusUpdate_CB,
                 static_cast<unsigned>(logModule));
     std::this_thread::sleep_for(pauseAfterProgramming);
     logTrace("[%s:%s] : CPLD update Finished.....\n", functionName, tag.text());
@@ -55,8 +53,7 @@ void program(const UpdateJob& job, const ThreadTag& tag, std::optional<cpldfwupd
 
 void closeProgrammingPort(UpdateJob& job, const ThreadTag& tag)
 {
-    if (!Tavrinupdate::enable_disable_programingNode(static_cast<std::uint8_t>(job.deviceIndex),
-                                                     closePort, job.component))
+    if (!enable_disable_programingNode(job.index, closePort, job.component))
     {
         logRecord("[%s:%s] : Failed to disable HARDIP on %s\n", functionName, tag.text(),
                   job.component.nodeName.c_str());
@@ -104,12 +101,6 @@ void reportOutcome(const UpdateJob& job, bool success)
     }
 }
 
-void markFinished(const UpdateJob& job)
-{
-    job.finished->add(
-        instanceObjectPath(job.component.nodeName, std::int64_t{job.deviceIndex} + 1));
-}
-
 } // namespace
 
 ThreadTag::ThreadTag(pthread_t thread) noexcept
@@ -143,5 +134,5 @@ void FW_update(UpdateJob job) noexcept
 
     giveUpdateSlotBack();
     guarded(tag, [&] { reportOutcome(job, success); });
-    guarded(tag, [&] { markFinished(job); });
+    guarded(tag, [&] { job.finished->add(job.objectPath); });
 }

@@ -7,15 +7,17 @@
 #include <pthread.h>
 
 #include <array>
-#include <cstdint>
+#include <cstddef>
 #include <memory>
+#include <string>
 
 /** Everything a worker needs, as its own copy: it may outlive the service object. */
 struct UpdateJob
 {
     UpdateRequestData request;
     CpldInventory component;
-    std::uint32_t deviceIndex = 0;
+    InstanceIndex index{0};
+    std::string objectPath;
     std::shared_ptr<FinishedJobs> finished;
 };
 

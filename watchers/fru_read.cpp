@@ -1,7 +1,8 @@
 #include "log/log.hpp"
+#include "service/publication.hpp"
+#include "service/remote_property.hpp"
 #include "watchers/changed_properties.hpp"
 #include "watchers/cpld_inventory_utils.hpp"
-#include "watchers/property_read.hpp"
 #include "watchers/registration.hpp"
 
 #include <sdbusplus/exception.hpp>
@@ -80,7 +81,7 @@ bool completeInventory(bool& started, Tavrinupdate& service, const char* caller)
     started = true;
     if (isAnyReady(service))
     {
-        Tavrinupdate::registerObjectPaths_PopulateInventory(service);
+        registerObjectPaths_PopulateInventory(service);
         std::thread(regSignalThreadHandler, registrationTargets(service)).detach();
     }
     return flopRead;

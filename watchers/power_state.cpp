@@ -2,9 +2,9 @@
 
 #include "hw/hold_flag.hpp"
 #include "log/log.hpp"
+#include "service/remote_property.hpp"
 #include "watchers/changed_properties.hpp"
 #include "watchers/cpld_inventory_utils.hpp"
-#include "watchers/property_read.hpp"
 
 #include <sdbusplus/exception.hpp>
 

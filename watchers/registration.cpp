@@ -43,11 +43,11 @@ int callCoordinator(Pass& pass, const std::string& objectPath)
     return result;
 }
 
-void registerInstance(Pass& pass, const std::string& stem, std::uint32_t instance)
+void registerInstance(Pass& pass, const std::string& stem, InstanceIndex index)
 {
     using Clock = std::chrono::steady_clock;
 
-    const auto objectPath = instanceObjectPath(stem, instance);
+    const auto objectPath = instanceObjectPath(stem, index);
     logTrace("[%s]: Method Call to RE-Update for %s Obj_path=%s\n", passFunction, stem.c_str(),
              objectPath.c_str());
     const auto begin = Clock::now();
@@ -68,11 +68,11 @@ void registerInstance(Pass& pass, const std::string& stem, std::uint32_t instanc
 
 void registerKind(Pass& pass, const RegistrationTarget& target)
 {
-    for (std::uint32_t instance = 1; instance <= target.instances.get(); ++instance)
+    for (std::uint32_t index = 0; index < target.instances.get(); ++index)
     {
         try
         {
-            registerInstance(pass, target.stem, instance);
+            registerInstance(pass, target.stem, InstanceIndex(index));
         }
         catch (const std::exception& error)
         {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "service/instance_count.hpp"
+#include "service/instances.hpp"
 
 #include <systemd/sd-bus.h>
 

@@ -137,11 +137,11 @@ void listNodes(CpldInventory& record)
 void requireVersions(const CpldInventory& record, const CpldVersion& version)
 {
     require(record.fqdds.size() == record.cpldVersions.size(), "each FQDD has a version");
-    for (std::size_t i = 0; i < record.fqdds.size(); ++i)
+    for (std::uint32_t i = 0; i < record.fqdds.size(); ++i)
     {
         require(record.cpldVersions[i] == versionText(version), "the version is the device's");
         require(kindOfFqdd(record.fqdds[i]) == findKind(record.kindCode) &&
-                    deviceIndexOfFqdd(record.fqdds[i]) == static_cast<std::int32_t>(i),
+                    instanceOfFqdd(record.fqdds[i]) == InstanceIndex(i),
                 "an FQDD leads back to its device");
     }
 }

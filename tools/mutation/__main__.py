@@ -67,6 +67,8 @@ class Workshop:
 def main() -> int:
     """Runs the tool; the exit status is that of the command."""
     arguments = _arguments()
+    if arguments.hand_made:
+        read_patches(ROOT)  # tells of one that does not apply, before anything is built
     console.print(f"Building {SANDBOXES} copies of the tree in {WORK.name}/")
     workshop = Workshop()
     changes = _changes(workshop, arguments)

@@ -1,5 +1,5 @@
+#include "auth/libcrypto_setup.hpp"
 #include "auth/openssl_calls.hpp"
-#include "service/tavrinupdate.hpp"
 
 #include <gtest/gtest.h>
 
@@ -33,7 +33,7 @@ TEST_F(LibcryptoSetup, VerifiesASignatureAndKnowsItsOutcome)
 {
     // If the signature did not verify, a lack of memory would be blamed.
     endMemoryAt("EVP_DigestVerifyFinal", false);
-    EXPECT_NO_THROW(Tavrinupdate::setUpLibcrypto());
+    EXPECT_NO_THROW(setUpLibcrypto());
     const auto calls = fakes::opensslCalls();
     EXPECT_EQ(std::ranges::count(calls, "EVP_DigestVerifyFinal"), 1);
 }
@@ -46,7 +46,7 @@ TEST_F(LibcryptoSetup, ThatFailsWithoutMemoryThrows)
     {
         fakes::resetOpenssl();
         endMemoryAt(call, true);
-        EXPECT_THROW(Tavrinupdate::setUpLibcrypto(), std::bad_alloc) << call;
+        EXPECT_THROW(setUpLibcrypto(), std::bad_alloc) << call;
     }
 }
 
@@ -54,7 +54,7 @@ TEST_F(LibcryptoSetup, ThatFailsForAnotherReasonLetsTheServiceGoOn)
 {
     errno = ENOMEM; // of some call before
     fakes::failOpensslCall("EVP_DigestVerifyInit");
-    EXPECT_NO_THROW(Tavrinupdate::setUpLibcrypto());
+    EXPECT_NO_THROW(setUpLibcrypto());
 }
 
 } // namespace

@@ -14,7 +14,7 @@ class DeviceNode : public ServiceTest
 
     bool open(std::uint8_t instance, int& fd)
     {
-        return Tavrinupdate::openI2cfdUsingNodename(instance, record, nodes, fd);
+        return Tavrinupdate::openI2cfdUsingNodename(InstanceIndex(instance), record, nodes, fd);
     }
 
     fakes::Cpld first{"/dev/fake-1"};

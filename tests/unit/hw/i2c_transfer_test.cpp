@@ -20,7 +20,7 @@ class Transfer : public ServiceTest
     Transfer()
     {
         const std::vector<std::string> nodes{device.path()};
-        if (!Tavrinupdate::openI2cfdUsingNodename(0, record, nodes, fd))
+        if (!Tavrinupdate::openI2cfdUsingNodename(InstanceIndex(0), record, nodes, fd))
         {
             throw std::runtime_error("the device does not open");
         }

@@ -10,7 +10,10 @@ class PortAccess : public PortTest
   protected:
     PortAccess() : PortTest("someOperation") {}
 
-    std::optional<FileDescriptor> open() { return openForProgramming(function, 1, pdb); }
+    std::optional<FileDescriptor> open()
+    {
+        return openForProgramming(function, InstanceIndex(1), pdb);
+    }
 };
 
 TEST_F(PortAccess, OpensTheInstancesNodeUnderItsCallersName)

@@ -31,7 +31,7 @@ class PortTransferFailing : public PortTest, public testing::WithParamInterface<
         fakes::clearJournal();
         device[0x04] = 0x01;
         device[0x03] = 0x00;
-        return Tavrinupdate::enable_disable_programingNode(1, 1, pbb);
+        return enable_disable_programingNode(InstanceIndex(1), 1, pbb);
     }
 
     void failAt(std::size_t transfer, std::size_t failures)

@@ -52,7 +52,7 @@ class FlopRegister : public PortTest, public testing::WithParamInterface<Registe
 TEST_P(FlopRegister, DependsOnVersionAndPlatformWhereThePortIsOpened)
 {
     device[GetParam().expected] = 0x40;
-    EXPECT_TRUE(Tavrinupdate::enable_disable_programingNode_for_flop(1, 1, flop));
+    EXPECT_TRUE(enable_disable_programingNode_for_flop(InstanceIndex(1), 1, flop));
     EXPECT_EQ(fakes::journal(), course(" 41"));
     EXPECT_EQ(ownLog().at(3), choice());
 }
@@ -60,7 +60,7 @@ TEST_P(FlopRegister, DependsOnVersionAndPlatformWhereThePortIsOpened)
 TEST_P(FlopRegister, DependsOnVersionAndPlatformWhereThePortIsClosed)
 {
     device[GetParam().expected] = 0xFF;
-    EXPECT_TRUE(Tavrinupdate::enable_disable_programingNode_for_flop(1, 0, flop));
+    EXPECT_TRUE(enable_disable_programingNode_for_flop(InstanceIndex(1), 0, flop));
     EXPECT_EQ(fakes::journal(), course(" 00"));
     EXPECT_EQ(ownLog().at(3), choice());
 }

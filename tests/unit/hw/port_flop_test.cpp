@@ -23,11 +23,11 @@ class FlopPort : public PortTest
 
     bool enable(std::uint8_t flag = 1)
     {
-        return Tavrinupdate::enable_disable_programingNode_for_flop(1, flag, flop);
+        return enable_disable_programingNode_for_flop(InstanceIndex(1), flag, flop);
     }
     bool disable(std::uint8_t flag = 0)
     {
-        return Tavrinupdate::enable_disable_programingNode_for_flop(1, flag, flop);
+        return enable_disable_programingNode_for_flop(InstanceIndex(1), flag, flop);
     }
 
     fakes::LogLine entering() const { return trace("[%s] : Entering\n"); }

@@ -15,11 +15,11 @@ class PbbPdbPort : public PortTest
 
     bool enable(std::uint8_t flag = 1)
     {
-        return Tavrinupdate::enable_disable_programingNode_for_pbb_pdb(1, flag, pbb);
+        return enable_disable_programingNode_for_pbb_pdb(InstanceIndex(1), flag, pbb);
     }
     bool disable(std::uint8_t flag = 0)
     {
-        return Tavrinupdate::enable_disable_programingNode_for_pbb_pdb(1, flag, pbb);
+        return enable_disable_programingNode_for_pbb_pdb(InstanceIndex(1), flag, pbb);
     }
 
     fakes::LogLine entering() const { return trace("[%s] : Entering\n"); }
@@ -148,7 +148,7 @@ TEST_F(PbbPdbPort, LooksAtTheLowestBitOfTheFlagOnly)
 TEST_F(PbbPdbPort, BelongsToPdbsToo)
 {
     device[lockRegister] = 0x01;
-    EXPECT_TRUE(Tavrinupdate::enable_disable_programingNode_for_pbb_pdb(1, 1, pdb));
+    EXPECT_TRUE(enable_disable_programingNode_for_pbb_pdb(InstanceIndex(1), 1, pdb));
     EXPECT_EQ(fakes::sysinfo().asked, (std::vector<std::uint32_t>{44}));
     EXPECT_EQ(ownLog().at(4),
               traceLine("[%s] : %s CPLD_LOCK_I2C_PLDFW BIT CLEARED : HARDIP enabled \n", function,

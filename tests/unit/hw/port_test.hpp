@@ -1,7 +1,7 @@
 #pragma once
 
+#include "hw/programming_port.hpp"
 #include "service/component_table.hpp"
-#include "service/tavrinupdate.hpp"
 #include "service_test.hpp"
 
 #include <cerrno>

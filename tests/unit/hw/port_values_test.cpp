@@ -38,7 +38,7 @@ class PortOfAKind : public PortTest, public testing::WithParamInterface<PortKind
     bool switchPort(std::uint8_t flag)
     {
         fakes::clearJournal();
-        return Tavrinupdate::enable_disable_programingNode(1, flag, pbb);
+        return enable_disable_programingNode(InstanceIndex(1), flag, pbb);
     }
 
     static std::string hexadecimal(int value)

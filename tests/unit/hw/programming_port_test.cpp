@@ -1,7 +1,6 @@
 #include "hw/programming_port.hpp"
 
 #include "service/component_table.hpp"
-#include "service/tavrinupdate.hpp"
 #include "service/update_request.hpp"
 #include "service_test.hpp"
 
@@ -67,7 +66,7 @@ class ProgrammingPortSwitch : public ServiceTest
     bool enableFor(std::uint32_t componentId)
     {
         updateRequest().CompId = componentId;
-        return Tavrinupdate::enable_disable_programingNode(0, 1, record);
+        return enable_disable_programingNode(InstanceIndex(0), 1, record);
     }
 
     fakes::Cpld device{"/dev/fake-cpld"};

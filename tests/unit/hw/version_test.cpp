@@ -55,14 +55,14 @@ TEST(VersionRegister, IsByte12OnTheFlop)
 
 TEST(InstanceFqdd, CountsFromOne)
 {
-    EXPECT_EQ(instanceFqdd(*findKind(pbb), 0), "PBBCPLD.Embedded.1");
-    EXPECT_EQ(instanceFqdd(*findKind(pdb), 1), "PDBCPLD.Embedded.2");
-    EXPECT_EQ(instanceFqdd(*findKind(flop), 0), "CPLD.IOBay.1");
+    EXPECT_EQ(instanceFqdd(*findKind(pbb), InstanceIndex(0)), "PBBCPLD.Embedded.1");
+    EXPECT_EQ(instanceFqdd(*findKind(pdb), InstanceIndex(1)), "PDBCPLD.Embedded.2");
+    EXPECT_EQ(instanceFqdd(*findKind(flop), InstanceIndex(0)), "CPLD.IOBay.1");
 }
 
 TEST(InstanceFqdd, NamesTheLastInstanceOfAll)
 {
-    EXPECT_EQ(instanceFqdd(*findKind(flop), 254), "CPLD.IOBay.255");
+    EXPECT_EQ(instanceFqdd(*findKind(flop), InstanceIndex(254)), "CPLD.IOBay.255");
 }
 
 } // namespace

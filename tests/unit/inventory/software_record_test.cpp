@@ -123,19 +123,19 @@ TEST(RecordKey, IsCutAt28Characters)
 
 TEST(RecordDisplayName, IsBaseAndInstance)
 {
-    EXPECT_EQ(recordDisplayName("FLOP_CPLD", 255), "FLOP_CPLD.255");
+    EXPECT_EQ(recordDisplayName("FLOP_CPLD", InstanceIndex(254)), "FLOP_CPLD.255");
 }
 
 TEST(RecordDisplayName, Holds48Characters)
 {
     const std::string base(46, 'n');
-    EXPECT_EQ(recordDisplayName(base, 1), base + ".1");
+    EXPECT_EQ(recordDisplayName(base, InstanceIndex(0)), base + ".1");
 }
 
 TEST(RecordDisplayName, IsCutAt48Characters)
 {
     const std::string base(46, 'n');
-    EXPECT_EQ(recordDisplayName(base, 12), base + ".1");
+    EXPECT_EQ(recordDisplayName(base, InstanceIndex(11)), base + ".1");
 }
 
 } // namespace

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "inventory/version_records.hpp"
 #include "service/component_table.hpp"
-#include "service/tavrinupdate.hpp"
 #include "service_test.hpp"
 
 #include <algorithm>
@@ -57,9 +57,10 @@ class VersionRecords : public ServiceTest
         pdb.sha256 = "before";
     }
 
-    void askFor(std::uint8_t instance)
+    /** @param number counted from 1 */
+    void askFor(std::uint8_t number)
     {
-        Tavrinupdate::get_version_strings_from_SIPL(pdb, instance);
+        get_version_strings_from_SIPL(pdb, InstanceIndex(number - 1U));
     }
 
     /** What every record of the second PDB begins with. */

@@ -78,15 +78,12 @@ TEST(ComponentKinds, AreNoOthers)
 
 TEST(InstanceObjectPath, NamesNodeAndInstance)
 {
-    EXPECT_EQ(instanceObjectPath("PBB_PLD", 1), "/com/vexa/bevon/cpld_updater/PBB_PLD_1");
-    EXPECT_EQ(instanceObjectPath("PDB_PLD", 2), "/com/vexa/bevon/cpld_updater/PDB_PLD_2");
-    EXPECT_EQ(instanceObjectPath("FLOP", 255), "/com/vexa/bevon/cpld_updater/FLOP_255");
-}
-
-TEST(InstanceObjectPath, TakesTheLargestNumberThatAnFqddCanCarry)
-{
-    EXPECT_EQ(instanceObjectPath("FLOP", 2147483648),
-              "/com/vexa/bevon/cpld_updater/FLOP_2147483648");
+    EXPECT_EQ(instanceObjectPath("PBB_PLD", InstanceIndex(0)),
+              "/com/vexa/bevon/cpld_updater/PBB_PLD_1");
+    EXPECT_EQ(instanceObjectPath("PDB_PLD", InstanceIndex(1)),
+              "/com/vexa/bevon/cpld_updater/PDB_PLD_2");
+    EXPECT_EQ(instanceObjectPath("FLOP", InstanceIndex(254)),
+              "/com/vexa/bevon/cpld_updater/FLOP_255");
 }
 
 } // namespace

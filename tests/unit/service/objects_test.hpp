@@ -4,6 +4,7 @@
 #include "fakes/platform_log.hpp"
 #include "fakes/software_inventory.hpp"
 #include "service/component_table.hpp"
+#include "service/publication.hpp"
 #include "service/tavrinupdate.hpp"
 #include "tests/bus/conversation.hpp"
 
@@ -24,7 +25,7 @@ class ObjectsTest : public bus_test::Conversation
     /** Makes a record look as after its versions were read: instance n has version "n.0.0". */
     static void makeReady(CpldInventory& record, std::uint32_t instances);
 
-    void publish() { Tavrinupdate::registerObjectPaths_PopulateInventory(updater); }
+    void publish() { registerObjectPaths_PopulateInventory(updater); }
 
     /** The objects of an instance, by the last part of its path. */
     ComponentObjects& objectsOf(const std::string& name);

@@ -14,7 +14,7 @@ struct Reading
     const char* name;
     const char* fqdd;
     const ComponentKind* kind;
-    std::int32_t index;
+    std::optional<InstanceIndex> index;
 };
 
 class FqddReading : public testing::TestWithParam<Reading>
@@ -26,9 +26,9 @@ TEST_P(FqddReading, GivesTheKind)
     EXPECT_EQ(kindOfFqdd(GetParam().fqdd), GetParam().kind);
 }
 
-TEST_P(FqddReading, GivesTheDeviceIndex)
+TEST_P(FqddReading, GivesTheInstance)
 {
-    EXPECT_EQ(deviceIndexOfFqdd(GetParam().fqdd), GetParam().index);
+    EXPECT_EQ(instanceOfFqdd(GetParam().fqdd), GetParam().index);
 }
 
 const ComponentKind* const none = nullptr;
@@ -38,24 +38,27 @@ const ComponentKind* const flop = findKind(KindCode::flop);
 
 INSTANTIATE_TEST_SUITE_P(
     Table, FqddReading,
-    testing::Values(Reading{"FirstPbb", "PBBCPLD.Embedded.1", pbb, 0},
-                    Reading{"SecondPbb", "PBBCPLD.Embedded.2", pbb, 1},
-                    Reading{"FirstPdb", "PDBCPLD.Embedded.1", pdb, 0},
-                    Reading{"FirstFlop", "CPLD.IOBay.1", flop, 0},
-                    Reading{"TwoDigits", "CPLD.IOBay.12", flop, 11},
-                    Reading{"LeadingZeroes", "CPLD.IOBay.007", flop, 6},
-                    Reading{"NumberZero", "PBBCPLD.Embedded.0", pbb, -1},
-                    Reading{"NoNumber", "PBBCPLD.Embedded.", pbb, 0},
-                    Reading{"LargestNumber", "CPLD.IOBay.2147483647", flop, 2147483646},
-                    Reading{"LowerCase", "pbbcpld.embedded.1", none, 0},
-                    Reading{"BlankBeforeTheNumber", "CPLD.IOBay. 2", none, 1},
-                    Reading{"SignedNumber", "CPLD.IOBay.-2", none, -3},
-                    Reading{"TextBehindTheNumber", "CPLD.IOBay.2x", none, 1},
-                    Reading{"TextBeforeThePrefix", "xCPLD.IOBay.2", none, 1},
-                    Reading{"BlankBeforeThePrefix", " CPLD.IOBay.2", none, 1},
-                    Reading{"DigitsInsideThePrefix", "CPLD.IOBay.2.3", none, 2},
-                    Reading{"DotOnly", ".", none, 0}, Reading{"DigitsOnly", "12", none, 0},
-                    Reading{"Empty", "", none, 0}),
+    testing::Values(Reading{"FirstPbb", "PBBCPLD.Embedded.1", pbb, InstanceIndex(0)},
+                    Reading{"SecondPbb", "PBBCPLD.Embedded.2", pbb, InstanceIndex(1)},
+                    Reading{"FirstPdb", "PDBCPLD.Embedded.1", pdb, InstanceIndex(0)},
+                    Reading{"FirstFlop", "CPLD.IOBay.1", flop, InstanceIndex(0)},
+                    Reading{"TwoDigits", "CPLD.IOBay.12", flop, InstanceIndex(11)},
+                    Reading{"LeadingZeroes", "CPLD.IOBay.007", flop, InstanceIndex(6)},
+                    Reading{"NumberZero", "PBBCPLD.Embedded.0", pbb, std::nullopt},
+                    Reading{"NoNumber", "PBBCPLD.Embedded.", pbb, InstanceIndex(0)},
+                    Reading{"LastNumber", "CPLD.IOBay.255", flop, InstanceIndex(254)},
+                    Reading{"NextToTheLast", "CPLD.IOBay.256", flop, std::nullopt},
+                    Reading{"LargestNumber", "CPLD.IOBay.2147483647", flop, std::nullopt},
+                    Reading{"LowerCase", "pbbcpld.embedded.1", none, InstanceIndex(0)},
+                    Reading{"BlankBeforeTheNumber", "CPLD.IOBay. 2", none, InstanceIndex(1)},
+                    Reading{"SignedNumber", "CPLD.IOBay.-2", none, std::nullopt},
+                    Reading{"TextBehindTheNumber", "CPLD.IOBay.2x", none, InstanceIndex(1)},
+                    Reading{"TextBeforeThePrefix", "xCPLD.IOBay.2", none, InstanceIndex(1)},
+                    Reading{"BlankBeforeThePrefix", " CPLD.IOBay.2", none, InstanceIndex(1)},
+                    Reading{"DigitsInsideThePrefix", "CPLD.IOBay.2.3", none, InstanceIndex(2)},
+                    Reading{"DotOnly", ".", none, InstanceIndex(0)},
+                    Reading{"DigitsOnly", "12", none, InstanceIndex(0)},
+                    Reading{"Empty", "", none, InstanceIndex(0)}),
     CaseName{});
 
 TEST(FqddKind, NeedsTheDot)
@@ -69,15 +72,15 @@ TEST(FqddKind, IsTheKindsThoughTheNumberIsOutOfRange)
     EXPECT_EQ(kindOfFqdd("CPLD.IOBay.99999999999"), flop);
 }
 
-TEST(FqddDeviceIndex, OutOfRangeIsAnErrorOfTheConversion)
+TEST(FqddInstance, OutOfRangeIsAnErrorOfTheConversion)
 {
-    EXPECT_THROW(deviceIndexOfFqdd("CPLD.IOBay.2147483648"), std::out_of_range);
-    EXPECT_THROW(deviceIndexOfFqdd("CPLD.IOBay.99999999999"), std::out_of_range);
+    EXPECT_THROW(instanceOfFqdd("CPLD.IOBay.2147483648"), std::out_of_range);
+    EXPECT_THROW(instanceOfFqdd("CPLD.IOBay.99999999999"), std::out_of_range);
 }
 
-TEST(FqddDeviceIndex, OfNoNumberIsAnErrorOfTheConversion)
+TEST(FqddInstance, OfNoNumberIsAnErrorOfTheConversion)
 {
-    EXPECT_THROW(deviceIndexOfFqdd("PBBCPLD.Embedded"), std::invalid_argument);
+    EXPECT_THROW(instanceOfFqdd("PBBCPLD.Embedded"), std::invalid_argument);
 }
 
 } // namespace

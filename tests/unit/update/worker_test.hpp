@@ -16,7 +16,8 @@ class Worker : public ServiceTest
         initialiseComponentTable(pbb, record, flop);
         job.component = record;
         job.request = {"job", "PDBCPLD.Embedded.2", "/payloads/fw.payload", 17, 114747};
-        job.deviceIndex = 1;
+        job.index = InstanceIndex(1);
+        job.objectPath = "/com/vexa/bevon/cpld_updater/PDB_PLD_2";
         job.finished = finished;
         updateRequest() = job.request;
         fakes::sysinfo().nodes = {"/dev/fake-other", device.path()};

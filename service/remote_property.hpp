@@ -14,6 +14,15 @@ struct RemoteProperty
     const char* name;
 };
 
+/** Asks for it and blocks for the answer, a variant. @throws sdbusplus::exception::SdBusError */
+inline sdbusplus::message_t askFor(sdbusplus::bus_t& bus, const RemoteProperty& property)
+{
+    auto call = bus.new_method_call(property.service, property.path,
+                                    "org.freedesktop.DBus.Properties", "Get");
+    call.append(property.interface, property.name);
+    return bus.call(call);
+}
+
 /**
  * Reads a property on the process's default bus connection; blocks for the answer.
  *
@@ -26,10 +35,7 @@ template <typename Value, typename Other>
 Value readProperty(const RemoteProperty& property)
 {
     auto bus = sdbusplus::bus::new_default();
-    auto call = bus.new_method_call(property.service, property.path,
-                                    "org.freedesktop.DBus.Properties", "Get");
-    call.append(property.interface, property.name);
-    auto reply = bus.call(call);
+    auto reply = askFor(bus, property);
 
     // A variant of neither type reads as its first alternative, which must not pass for a value.
     std::variant<Other, Value> value;

@@ -1,0 +1,54 @@
+#pragma once
+
+/** @file How the instances of a kind are counted. */
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+
+/** Largest number of instances of a kind: they are counted in eight bits. */
+inline constexpr std::uint32_t maxInstances = 255;
+
+/**
+ * Place of an instance in its kind's lists, from 0 on, as I2C accesses and log lines have it.
+ *
+ * FQDDs, object paths and display names have its number, which counts from 1.
+ */
+class InstanceIndex
+{
+  public:
+    /** @param value less than maxInstances */
+    constexpr explicit InstanceIndex(std::uint32_t value) noexcept :
+        value_(static_cast<std::uint8_t>(value))
+    {
+    }
+
+    constexpr std::uint8_t value() const noexcept { return value_; }
+    constexpr int number() const noexcept { return value_ + 1; }
+
+    bool operator==(const InstanceIndex&) const = default;
+
+  private:
+    std::uint8_t value_;
+};
+
+/**
+ * How many instances of a kind the platform description named when it was last asked.
+ *
+ * All copies are one number, which lives as long as the last of them: an update worker that closes
+ * a port tells the main thread and the registration thread what it read. One that was moved from
+ * may only be destroyed.
+ */
+class InstanceCount
+{
+  public:
+    /** At most maxInstances; 0 until the description has been read. Any thread. */
+    std::uint32_t get() const noexcept { return *count_; }
+
+    /** Tells all copies. Any thread. */
+    void set(std::uint32_t count) noexcept { *count_ = count; }
+
+  private:
+    std::shared_ptr<std::atomic<std::uint32_t>> count_ =
+        std::make_shared<std::atomic<std::uint32_t>>(0);
+};
