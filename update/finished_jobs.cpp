@@ -1,7 +1,6 @@
 #include "update/finished_jobs.hpp"
 
 #include <sys/eventfd.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <system_error>
@@ -9,15 +8,10 @@
 
 FinishedJobs::FinishedJobs() : event_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
 {
-    if (event_ < 0)
+    if (!event_.isOpen())
     {
         throw std::system_error(errno, std::generic_category(), "eventfd");
     }
-}
-
-FinishedJobs::~FinishedJobs()
-{
-    ::close(event_);
 }
 
 void FinishedJobs::add(std::string objectPath)
@@ -27,13 +21,13 @@ void FinishedJobs::add(std::string objectPath)
         paths_.push_back(std::move(objectPath));
     }
     // Can only fail when the counter is full, and then the descriptor is readable already.
-    static_cast<void>(::eventfd_write(event_, 1));
+    static_cast<void>(::eventfd_write(descriptor(), 1));
 }
 
 std::vector<std::string> FinishedJobs::takeAll()
 {
     eventfd_t count = 0;
-    static_cast<void>(::eventfd_read(event_, &count));
+    static_cast<void>(::eventfd_read(descriptor(), &count));
     const std::lock_guard lock(mutex_);
     return std::exchange(paths_, {});
 }

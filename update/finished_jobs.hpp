@@ -1,5 +1,7 @@
 #pragma once
 
+#include "log/file_descriptor.hpp"
+
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/posix/stream_descriptor.hpp>
 
@@ -22,13 +24,6 @@ class FinishedJobs
     /** @throws std::system_error when no descriptor can be had */
     FinishedJobs();
 
-    FinishedJobs(const FinishedJobs&) = delete;
-    FinishedJobs& operator=(const FinishedJobs&) = delete;
-    FinishedJobs(FinishedJobs&&) = delete;
-    FinishedJobs& operator=(FinishedJobs&&) = delete;
-
-    ~FinishedJobs();
-
     /** Leaves a path and wakes the main thread. Any thread. */
     void add(std::string objectPath);
 
@@ -36,10 +31,10 @@ class FinishedJobs
     std::vector<std::string> takeAll();
 
     /** Readable while paths are waiting; owned by this object. */
-    int descriptor() const { return event_; }
+    int descriptor() const { return event_.get(); }
 
   private:
-    int event_;
+    FileDescriptor event_;
     std::mutex mutex_;
     std::vector<std::string> paths_;
 };
