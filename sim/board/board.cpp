@@ -4,8 +4,8 @@
 #include "board/pause.hpp"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
-#include <iostream>
 
 namespace sim
 {
@@ -16,17 +16,19 @@ namespace
 /** A world whose board cannot be read simulates nothing: better to stop than to mislead. */
 [[noreturn]] void giveUp(const std::exception& error)
 {
-    std::cerr << "simulated board: " << error.what() << std::endl;
+    (void)std::fprintf(stderr, "simulated board: %s\n", error.what());
     std::abort();
 }
 
 bool matches(const Fault& fault, const std::string& at, const Json& event)
 {
-    return fault.at == at && std::all_of(fault.match.items().begin(), fault.match.items().end(),
-                                         [&](const auto& item) {
-                                             return event.contains(item.key()) &&
-                                                    event.at(item.key()) == item.value();
-                                         });
+    return fault.at == at && std::ranges::all_of(fault.match.members(),
+                                                 [&](const Json::Member& member)
+                                                 {
+                                                     const Json* given = event.find(member.first);
+                                                     return given != nullptr &&
+                                                            *given == member.second;
+                                                 });
 }
 
 bool acts(const Fault& fault, std::uint64_t earlierEvents)
@@ -122,13 +124,13 @@ Json Board::happen(const std::string& at, const Json& event)
             effect.update(fault.effect);
         }
     }
-    if (effect.contains("gate"))
+    if (const Json* gate = effect.find("gate"))
     {
-        waitAtGate(effect.at("gate"));
+        waitAtGate(gate->as<std::string>());
     }
-    if (effect.contains("delay_ms"))
+    if (const Json* delay = effect.find("delay_ms"))
     {
-        pauseFor(std::chrono::milliseconds(effect.at("delay_ms").get<std::int64_t>()));
+        pauseFor(std::chrono::milliseconds(delay->as<std::int64_t>()));
     }
     return effect;
 }

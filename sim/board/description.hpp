@@ -39,8 +39,7 @@ struct Fault
 };
 
 /** Everything that the description says; one value is never changed. */
-// The JSON type's move is declared as one that may throw; here that may end the process.
-struct Description // NOLINT(bugprone-exception-escape)
+struct Description
 {
     unsigned int platformId = 0;
     std::vector<DeviceDescription> devices;

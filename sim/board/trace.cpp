@@ -57,8 +57,7 @@ void trace(const char* what, const Json& fields)
                  {"tid", syscall(SYS_gettid)},
                  {"what", what}};
     line.update(fields);
-    // Log texts may hold any byte; a line that is no valid JSON would be lost for every reader.
-    const std::string text = line.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+    const std::string text = line.text() + "\n";
     // One write a line: with O_APPEND the lines of several processes never mix.
     [[maybe_unused]] const auto written = write(traceFile().descriptor(), text.data(), text.size());
 }

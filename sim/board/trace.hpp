@@ -6,15 +6,13 @@
  * process of the world appends to.
  */
 
-#include <nlohmann/json.hpp>
+#include "board/json.hpp"
+
 #include <span>
 #include <string>
 
 namespace sim
 {
-
-/** Keeps the members in the order in which they were given: the trace is also read by people. */
-using Json = nlohmann::ordered_json;
 
 /** The board directory of this process, or empty where no board is simulated. */
 const std::string& boardDirectory();
@@ -26,7 +24,7 @@ const std::string& boardDirectory();
 void trace(const char* what, const Json& fields);
 
 /** Traces a call into one of the platform's libraries. */
-void traceCall(const char* name, const Json& arguments, const Json& result = nullptr);
+void traceCall(const char* name, const Json& arguments, const Json& result = {});
 
 /** Bytes as hexadecimal text, the way the trace shows them. */
 std::string hexadecimal(std::span<const unsigned char> bytes);

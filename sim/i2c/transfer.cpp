@@ -25,14 +25,14 @@ Message contents(const i2c_msg& message)
 Json eventOf(const Cpld& device, std::span<const i2c_msg> messages)
 {
     Json event = {{"device", device.description().name}, {"operation", "read"}};
-    event["empty_read"] =
-        std::any_of(messages.begin(), messages.end(),
-                    [](const auto& message) { return isRead(message) && message.len == 0; });
+    event.set("empty_read",
+              std::any_of(messages.begin(), messages.end(), [](const auto& message)
+                          { return isRead(message) && message.len == 0; }));
     const auto write = std::find_if_not(messages.begin(), messages.end(), isRead);
     if (write != messages.end() && write->len > 0)
     {
-        event["register"] = contents(*write).front();
-        event["operation"] = write->len > 1 ? "write" : "read";
+        event.set("register", contents(*write).front());
+        event.set("operation", write->len > 1 ? "write" : "read");
     }
     return event;
 }
@@ -116,7 +116,7 @@ int carryOut(Board& board, Cpld& device, std::span<i2c_msg> messages)
 
 Json jsonOf(std::span<const i2c_msg> messages, bool succeeded)
 {
-    Json list = Json::array();
+    Json::List list;
     for (const i2c_msg& message : messages)
     {
         const bool hasData = succeeded || !isRead(message);

@@ -1,7 +1,5 @@
 #include "platform/programming_script.hpp"
 
-#include <array>
-
 namespace sim
 {
 
@@ -10,8 +8,8 @@ namespace
 
 std::optional<std::size_t> stepIn(const Json& effect, const char* name)
 {
-    const Json step = effect.value(name, Json());
-    return step.is_null() ? std::nullopt : std::optional(step.get<std::size_t>());
+    const Json* const step = effect.find(name);
+    return step == nullptr ? std::nullopt : std::optional(step->as<std::size_t>());
 }
 
 } // namespace
@@ -21,8 +19,8 @@ ProgrammingScript ProgrammingScript::read(const Json& effect)
     ProgrammingScript script;
     script.percents = effect.value("percents", script.percents);
     script.stepDelay = std::chrono::milliseconds(effect.value("step_delay_ms", std::int64_t{10}));
-    const auto codes = effect.value("codes", std::array<std::int32_t, 3>{});
-    script.codes = {codes[0], codes[1], codes[2]};
+    const auto codes = effect.value("codes", std::vector<std::int32_t>(3));
+    script.codes = {codes.at(0), codes.at(1), codes.at(2)};
     script.failAt = stepIn(effect, "fail_at");
     script.throwAt = stepIn(effect, "throw_at");
     script.throwAtOnce = effect.value("throw_at_once", false);

@@ -18,7 +18,7 @@ sim::Json recordText(const void* record)
 {
     if (record == nullptr)
     {
-        return nullptr;
+        return {};
     }
     const std::span bytes(static_cast<const unsigned char*>(record), recordSize);
     const auto last =
@@ -79,9 +79,9 @@ int SIPLGetAvailableVersionsWithSha256(std::uint32_t component_id, char* current
                    status);
     if (status == 0)
     {
-        fill(current_version, version_size, known.value("current", ""));
-        fill(previous_version, version_size, known.value("previous", ""));
-        fill(sha256, sha256_size, known.value("sha256", ""));
+        fill(current_version, version_size, known.value("current", std::string()));
+        fill(previous_version, version_size, known.value("previous", std::string()));
+        fill(sha256, sha256_size, known.value("sha256", std::string()));
     }
     return status;
 }

@@ -27,7 +27,7 @@ Answer answerFor(sim::Board& board, std::uint32_t nodeType)
     json.update(board.happen("sysinfo", {{"node_type", nodeType}}));
 
     Answer answer;
-    answer.status = json.value("status", json.contains("paths") ? 0 : noDescription);
+    answer.status = json.value("status", json.find("paths") != nullptr ? 0 : noDescription);
     answer.paths = json.value("paths", answer.paths);
     answer.count = json.value("count", static_cast<std::uint32_t>(answer.paths.size()));
     return answer;

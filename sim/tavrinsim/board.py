@@ -131,7 +131,7 @@ class Board:
         """Puts the present description in force; called by everything that changes it."""
         with self.lock:
             draft = self.directory / "board.json.new"
-            draft.write_text(json.dumps(self._describe(), indent=1))
+            draft.write_text(json.dumps(self._describe(), ensure_ascii=False))
             draft.replace(self.directory / "board.json")
             generation = self.control.number(GENERATION)
             self.control.set_number(GENERATION, generation + 1)

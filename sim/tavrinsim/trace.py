@@ -58,7 +58,9 @@ class Trace:
                 new = file.read()
             whole = new[: new.rfind(b"\n") + 1]  # the last line may still be on its way
             self._offset += len(whole)
-            self._lines += map(json.loads, whole.splitlines())
+            # Log texts may hold bytes that are no UTF-8.
+            texts = (line.decode(errors="replace") for line in whole.splitlines())
+            self._lines += map(json.loads, texts)
             return self._lines
 
     def forget(self) -> None:

@@ -21,6 +21,23 @@ def test_text_that_is_no_utf8_does_not_break_the_trace(client, board):
     assert board.trace.logs() == ["[a\ufffdb] 7\n"]
 
 
+def test_any_text_reaches_the_simulation_and_comes_back_in_the_trace(client, board):
+    text = 'say "no" \\ \b\f\r\t\x01 \u00e9\u4e2d\U0001f600'
+    board.faults.programming(throw_at_once=True, exception_text=text)
+    client.call("program", "PBB_PLD", 0, "/nowhere")
+    assert board.trace.wait_for(name="cpldfwupdate.throw")["args"] == {"text": text}
+
+
+def test_the_largest_and_the_smallest_numbers_stay_what_they_are(client, board):
+    for number in (2**64 - 1, 2**63, 2**63 - 1):
+        board.software(PBB, changed=True, change_value=number)
+        assert client.call("versions", PBB.component_id).endswith(f" 1 {number}")
+        asked = board.trace.select(name="sipl.has_version_changed")
+        assert asked[-1]["result"] == {"changed": True, "change_value": number}
+    board.faults.parser(PBB, status=-(2**31))
+    assert client.call("sysinfo", 62) == str(-(2**31))
+
+
 def test_the_hold_line(client, board):
     assert board.hold_line == 1
     assert client.call("hold", 0) == "0 0 0 -"

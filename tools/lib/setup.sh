@@ -7,7 +7,7 @@ export PATH="/usr/bin:$PATH"
 build_packages=(
     g++ meson ninja-build pkg-config
     libboost-dev libssl-dev libsystemd-dev
-    libgtest-dev libgmock-dev nlohmann-json3-dev
+    libgtest-dev libgmock-dev
     python3 python3-yaml
 )
 run_packages=(
