@@ -139,21 +139,26 @@ void BusEnd::answer(sd_bus_message* call)
 
 void BusEnd::answerAsDaemon(sd_bus_message* call)
 {
-    sd_bus_message* made = nullptr;
-    check(sd_bus_message_new_method_return(call, &made));
-    const SdBusMessagePtr reply(made);
+    const auto reply = emptyAnswer(call);
     const std::string_view member = sd_bus_message_get_member(call);
     if (member == "Hello")
     {
-        check(sd_bus_message_append_basic(made, SD_BUS_TYPE_STRING, name_.c_str()));
+        check(sd_bus_message_append_basic(reply.get(), SD_BUS_TYPE_STRING, name_.c_str()));
     }
     else if (member == "RequestName")
     {
         constexpr std::uint32_t primaryOwner = 1;
-        check(sd_bus_message_append_basic(made, SD_BUS_TYPE_UINT32, &primaryOwner));
+        check(sd_bus_message_append_basic(reply.get(), SD_BUS_TYPE_UINT32, &primaryOwner));
     }
-    check(sd_bus_message_set_sender(made, daemonName));
-    check(sd_bus_send(nullptr, made, nullptr));
+    check(sd_bus_message_set_sender(reply.get(), daemonName));
+    check(sd_bus_send(nullptr, reply.get(), nullptr));
+}
+
+SdBusMessagePtr emptyAnswer(sd_bus_message* call)
+{
+    sd_bus_message* made = nullptr;
+    check(sd_bus_message_new_method_return(call, &made));
+    return SdBusMessagePtr(made);
 }
 
 BusInProcess::BusInProcess(BusEnd::Neighbour neighbour) : neighbour_(std::move(neighbour))

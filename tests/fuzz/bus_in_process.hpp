@@ -59,6 +59,9 @@ class BusEnd
     SdBusPtr native_;
 };
 
+/** An answer with nothing in it. */
+SdBusMessagePtr emptyAnswer(sd_bus_message* call);
+
 /**
  * A message bus inside the process, with everybody who is on it: no daemon, no thread, no socket
  * that anybody else could find.

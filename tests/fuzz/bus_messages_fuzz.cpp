@@ -19,7 +19,7 @@
 #include "service_world.hpp"
 #include "watchers/registration.hpp"
 
-#include <algorithm>
+#include <functional>
 
 namespace
 {
@@ -130,7 +130,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                 "the hold is released for a pending power-on, and for nothing else");
     };
     Neighbours neighbours(input);
-    ServiceWorld world([&](BusEnd& end, sd_bus_message* call) { neighbours.answer(end, call); });
+    ServiceWorld world(std::ref(neighbours));
     world.start();
     require(world.service().registeredObjects.empty() != neighbours.saidFruReadComplete(),
             "the inventory is published when the FRU read is complete, and only then");

@@ -6,11 +6,13 @@
 #include "fakes/journal.hpp"
 #include "fakes/platform_log.hpp"
 #include "input.hpp"
+#include "neighbours.hpp"
 #include "require.hpp"
 #include "service_world.hpp"
 
 #include <sdbusplus/exception.hpp>
 
+#include <functional>
 #include <memory>
 
 namespace
@@ -60,7 +62,7 @@ class Intake
     {
         fakes::clearJournal();
         fakes::clearPlatformLog();
-        reports_ = 0;
+        const auto asked = neighbours_.asked();
         try
         {
             constexpr std::uint32_t transaction = 7;
@@ -72,16 +74,12 @@ class Intake
             return Meaning::numberOutOfRange;
         }
         // The start, which comes after the intake, reports what it refuses.
-        return reports_ == 1 ? Meaning::device : Meaning::nobody;
+        return neighbours_.asked() == asked + 1 ? Meaning::device : Meaning::nobody;
     }
 
   private:
-    std::size_t reports_ = 0;
-    ServiceWorld world_{[this](BusEnd& end, sd_bus_message* call)
-                        {
-                            ++reports_;
-                            answerFruReadComplete(end, call);
-                        }};
+    Neighbours neighbours_;
+    ServiceWorld world_{std::ref(neighbours_)};
 };
 
 } // namespace

@@ -21,13 +21,6 @@ constexpr auto services = std::to_array<std::string_view>({
     "com.vexa.bevon.cmnfwupd",
 });
 
-SdBusMessagePtr emptyAnswer(sd_bus_message* call)
-{
-    sd_bus_message* made = nullptr;
-    sd_bus_message_new_method_return(call, &made);
-    return SdBusMessagePtr(made);
-}
-
 SdBusMessagePtr errorAnswer(sd_bus_message* call, Input& input)
 {
     const auto name = input.line();
@@ -67,6 +60,10 @@ bool saysTrue(sd_bus_message* answer)
 
 } // namespace
 
+Neighbours::Neighbours() : answers_{Input("r\n"), Input("rv\nb\n1\n"), Input("r\n"), Input("r\n")}
+{
+}
+
 Neighbours::Neighbours(Input& input)
 {
     for (std::size_t i = 0; i < services.size(); ++i)
@@ -75,9 +72,10 @@ Neighbours::Neighbours(Input& input)
     }
 }
 
-void Neighbours::answer(BusEnd& end, sd_bus_message* call)
+void Neighbours::operator()(BusEnd& end, sd_bus_message* call)
 {
-    const auto& destination = asked_.emplace_back(sd_bus_message_get_destination(call));
+    ++asked_;
+    const std::string_view destination = sd_bus_message_get_destination(call);
     const auto prepared = answerOf(destination);
     if (Input(prepared).byte() == 'n')
     {

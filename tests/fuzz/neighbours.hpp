@@ -23,12 +23,16 @@ namespace fuzz
 class Neighbours
 {
   public:
+    /** All are well: the FRU read is complete, and nobody says anything else. */
+    Neighbours();
+
     explicit Neighbours(Input& input);
 
-    void answer(BusEnd& end, sd_bus_message* call);
+    /** Answers a call. */
+    void operator()(BusEnd& end, sd_bus_message* call);
 
-    /** Destinations of all calls so far. */
-    const std::vector<std::string>& asked() const { return asked_; }
+    /** Number of calls so far. */
+    std::size_t asked() const { return asked_; }
 
     /** Whether the FRU reader has said that the FRU read is complete. */
     bool saidFruReadComplete() const { return saidFruReadComplete_; }
@@ -37,7 +41,7 @@ class Neighbours
     Input answerOf(std::string_view destination) const;
 
     std::vector<Input> answers_;
-    std::vector<std::string> asked_;
+    std::size_t asked_ = 0;
     bool saidFruReadComplete_ = false;
 };
 

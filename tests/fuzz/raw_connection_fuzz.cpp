@@ -8,6 +8,7 @@
  */
 
 #include "input.hpp"
+#include "neighbours.hpp"
 #include "require.hpp"
 #include "service_world.hpp"
 
@@ -33,7 +34,7 @@ void answerRaw(const std::string& bytes)
 
 void sendRaw(const std::string& bytes)
 {
-    ServiceWorld world(answerFruReadComplete);
+    ServiceWorld world{Neighbours()};
     world.start();
     world.end().deliverRaw(bytes);
     try

@@ -7,6 +7,7 @@
 #include "fakes/programming_library.hpp"
 #include "fakes/software_inventory.hpp"
 #include "fakes/sysinfo.hpp"
+#include "neighbours.hpp"
 #include "require.hpp"
 #include "service/component_table.hpp"
 #include "service/update_request.hpp"
@@ -59,7 +60,7 @@ void makeFakesAsNew()
  */
 void seeFirstCompletion()
 {
-    ServiceWorld world(answerFruReadComplete);
+    ServiceWorld world{Neighbours()};
     fakes::sysinfo().status = -1;
     world.start();
 }
@@ -144,27 +145,6 @@ void ServiceWorld::settle()
         io_.restart();
         moved = io_.poll() > 0 || moved;
     }
-}
-
-void answerFruReadComplete(BusEnd& end, sd_bus_message* call)
-{
-    constexpr std::string_view reader = "com.vexa.bmc.mppd";
-    if (sd_bus_message_get_destination(call) != reader)
-    {
-        answerEmpty(end, call);
-        return;
-    }
-    sd_bus_message* reply = nullptr;
-    sd_bus_message_new_method_return(call, &reply);
-    sd_bus_message_append(reply, "v", "b", 1); // NOLINT: variadic
-    end.deliver(SdBusMessagePtr(reply).get());
-}
-
-void answerEmpty(BusEnd& end, sd_bus_message* call)
-{
-    sd_bus_message* reply = nullptr;
-    sd_bus_message_new_method_return(call, &reply);
-    end.deliver(SdBusMessagePtr(reply).get());
 }
 
 std::size_t happened(std::string_view beginning)

@@ -51,12 +51,6 @@ class ServiceWorld
     std::optional<Tavrinupdate> service_;
 };
 
-/** Answers "true" when asked whether the FRU read is complete, and nothing but emptiness else. */
-void answerFruReadComplete(BusEnd& end, sd_bus_message* call);
-
-/** Sends an empty answer. */
-void answerEmpty(BusEnd& end, sd_bus_message* call);
-
 /** Number of entries of the journal that begin with a text. */
 std::size_t happened(std::string_view beginning);
 

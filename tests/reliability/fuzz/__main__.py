@@ -13,7 +13,6 @@ from rich.console import Console
 from rich.live import Live
 from rich.table import Table
 
-from .merge import merge
 from .target import ROOT, Run, Target, targets
 
 BETWEEN_LOOKS = 1.0
@@ -27,7 +26,8 @@ def main() -> int:
         target.crashes.mkdir(parents=True, exist_ok=True)
     console = Console()
     if options.merge:
-        return _merge(options.targets, console)
+        _merge(options.targets, console)
+        return 0
     runs = _run(options.targets, options.seconds, console)
     return _finish(runs, console, options.build / "fuzz.json")
 
@@ -116,16 +116,11 @@ def _finish(runs: list[Run], console: Console, file: Path) -> int:
     return 1 if violations else 0
 
 
-def _merge(chosen: list[Target], console: Console) -> int:
-    violations = []
-    for target in chosen:
-        violations += merge(target)
-        console.print(
-            f"{target.name}: {sum(1 for _ in target.seeds.iterdir())} inputs in the tree"
-        )
-    for violation in violations:
-        console.print(f"[red]wrong:[/red] {violation}")
-    return 1 if violations else 0
+def _merge(chosen: list[Target], console: Console) -> None:
+    added = [input for target in chosen for input in target.merge()]
+    for path in added:
+        console.print(path.relative_to(ROOT), highlight=False, soft_wrap=True)
+    console.print(f"{len(added)} inputs added; give them names that say what they show")
 
 
 if __name__ == "__main__":

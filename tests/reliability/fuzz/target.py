@@ -55,6 +55,16 @@ class Target:
             *options,
         ]
 
+    def merge(self) -> list[Path]:
+        """Adds what runs have found and takes branches that no input in the tree takes; the added ones."""
+        before = set(self.seeds.iterdir())
+        subprocess.run(
+            self.command("-merge=1", "-use_counters=0", str(self.seeds), str(self.found)),
+            check=True,
+            capture_output=True,
+        )
+        return sorted(set(self.seeds.iterdir()) - before)
+
 
 def targets(build: Path) -> list[Target]:
     """All targets, by name."""
