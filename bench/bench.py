@@ -14,8 +14,8 @@ from pathlib import Path
 from tavrinsim.setting import Setting
 from tavrinsim.world import World
 
-# In front of the simulated platform: one that takes no time.
-PROMPT_PLATFORM = "libprompt_platform.so"
+# In the place of the simulated platform: one that takes no time.
+PROMPT_PLATFORM = "tests/system/doubles/libsecond_platform.so"
 
 
 @dataclass(frozen=True)
@@ -25,13 +25,13 @@ class Bench:
     binary: Path
 
     def build(self, *names: str) -> None:
-        """Builds programs of this folder."""
-        targets = [f"bench/{name}" for name in names]
+        """Builds programs of this folder, or what has another."""
+        targets = [self.program(name).relative_to(self.binary.parent) for name in names]
         subprocess.run(["ninja", "-C", self.binary.parent, *targets], check=True)
 
     def program(self, name: str) -> Path:
         """One of those that were built."""
-        return self.binary.parent / "bench" / name
+        return self.binary.parent / (name if "/" in name else f"bench/{name}")
 
     def talk(self, world: World, program: str, *words: str) -> subprocess.Popen[str]:
         """A program on the world's bus that says "ready" when it is; a context manager."""
@@ -68,9 +68,12 @@ class PromptWorld(World):
         """
         self._transfers.write_bytes(bytes(16))
         variables = {
-            "BENCH_DEVICES": str(devices),
-            "BENCH_BIT_NS": str(bit_ns),
-            "BENCH_TRANSFERS": str(self._transfers),
+            "LD_PRELOAD": str(self._platform),
+            "SECOND_BIT_NS": str(bit_ns),
+            "SECOND_DEVICES": str(devices),
+            "SECOND_QUIET": "yes",
+            "SECOND_STEP": "10",
+            "SECOND_TRANSFERS": str(self._transfers),
         }
         program, *arguments = words or [self.binary]
         service = self.start(

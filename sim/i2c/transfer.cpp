@@ -26,8 +26,8 @@ Json eventOf(const Cpld& device, std::span<const i2c_msg> messages)
 {
     Json event = {{"device", device.description().name}, {"operation", "read"}};
     event.set("empty_read",
-              std::any_of(messages.begin(), messages.end(), [](const auto& message)
-                          { return isRead(message) && message.len == 0; }));
+              std::any_of(messages.begin(), messages.end(),
+                          [](const auto& message) { return isRead(message) && message.len == 0; }));
     const auto write = std::find_if_not(messages.begin(), messages.end(), isRead);
     if (write != messages.end() && write->len > 0)
     {

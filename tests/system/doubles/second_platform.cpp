@@ -12,29 +12,63 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <iterator>
 #include <memory>
-#include <vector>
 
 namespace second
 {
 
-std::array<Cpld, 3>& cplds()
+namespace
 {
-    // Versions 7.8.9, 4.5.6 and 1.2.3; ports closed.
-    static std::array<Cpld, 3> all{{
-        {62, "PBB_PLD", "/platform/boards/pbb/cpld", {0x87, 0x09, 0, 0, 0x01}},
-        {44, "PDB_PLD", "/platform/boards/pdb/cpld", {0x54, 0x06, 0, 0, 0x01}},
-        {26,
-         "FLOP",
-         "/platform/boards/flop/cpld",
-         {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x23, 0x10}},
-    }};
+
+/** Versions 7.8.9, 4.5.6 and 1.2.3; ports closed. */
+const std::array<Cpld, 3> kinds{{
+    {62, "PBB_PLD", 0, {0x87, 0x09, 0, 0, 0x01}},
+    {44, "PDB_PLD", 0, {0x54, 0x06, 0, 0, 0x01}},
+    {26, "FLOP", 0, {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x23, 0x10}},
+}};
+
+std::map<std::string, Cpld, std::less<>> madeCplds()
+{
+    std::map<std::string, Cpld, std::less<>> all;
+    const auto count = static_cast<unsigned int>(setting("SECOND_DEVICES", 1));
+    for (Cpld cpld : kinds)
+    {
+        for (cpld.index = 0; cpld.index < count; ++cpld.index)
+        {
+            // Those of a kind stand in the order of their numbers.
+            const auto number = std::to_string(100 + cpld.index);
+            all[std::string("/platform/boards/") + cpld.name + "/" + number] = cpld;
+        }
+    }
     return all;
+}
+
+} // namespace
+
+std::int64_t setting(const char* name, std::int64_t usual)
+{
+    const char* const text = std::getenv(name);
+    return text == nullptr ? usual : std::strtol(text, nullptr, 10);
+}
+
+std::map<std::string, Cpld, std::less<>>& cplds()
+{
+    static auto all = madeCplds();
+    return all;
+}
+
+bool tells()
+{
+    static const bool quiet = std::getenv("SECOND_QUIET") != nullptr;
+    return !quiet;
 }
 
 void tell(const std::string& line)
 {
+    if (!tells())
+    {
+        return;
+    }
     const std::string whole = line + "\n";
     [[maybe_unused]] const auto written = write(STDERR_FILENO, whole.data(), whole.size());
 }
@@ -48,6 +82,10 @@ using second::tell;
 
 void dlog_vprintf(int level, int module, const char* format, va_list arguments)
 {
+    if (!second::tells())
+    {
+        return;
+    }
     std::array<char, 512> text{};
     std::vsnprintf(text.data(), text.size(), format, arguments);
     text[std::strcspn(text.data(), "\n")] = '\0';
@@ -67,21 +105,23 @@ void dlog_printf(int level, int module, const char* format, ...)
 
 int i2c_parse_sysinfo(std::uint32_t node_type, i2c_sysinfo** result)
 {
-    struct Block
+    const auto& all = second::cplds();
+    void* const memory =
+        std::calloc(1, sizeof(i2c_sysinfo) + all.size() * sizeof(i2c_sysinfo_node));
+    auto* const block = static_cast<i2c_sysinfo*>(memory);
+    auto* node = reinterpret_cast<i2c_sysinfo_node*>(block + 1);
+    i2c_sysinfo_node** link = &block->first;
+    for (const auto& [path, cpld] : all)
     {
-        i2c_sysinfo head;
-        i2c_sysinfo_node node;
-    };
-
-    const auto* cpld = second::find([&](const auto& each) { return each.nodeType == node_type; });
-    if (cpld == nullptr)
-    {
-        return 2;
+        if (cpld.nodeType == node_type)
+        {
+            path.copy(node->path, sizeof(node->path) - 1);
+            *link = node;
+            link = &node++->next;
+            ++block->count;
+        }
     }
-    auto* block = static_cast<Block*>(std::calloc(1, sizeof(Block)));
-    block->head = {1, &block->node};
-    std::strncpy(block->node.path, cpld->path, sizeof(block->node.path) - 1);
-    *result = &block->head;
+    *result = block;
     return 0;
 }
 
@@ -96,9 +136,9 @@ cpldfwupdate_error_code program(second::Cpld& cpld, const std::string& payload)
 {
     constexpr std::size_t header = 124;
     constexpr std::size_t lockRegister = 4;
+    std::array<char, header + 2> bytes{};
     std::ifstream file(payload, std::ios::binary);
-    const std::vector<char> bytes{std::istreambuf_iterator<char>(file), {}};
-    if ((cpld.registers[lockRegister] & 1U) != 0 || bytes.size() < header + 2)
+    if ((cpld.registers[lockRegister] & 1U) != 0 || !file.read(bytes.data(), bytes.size()))
     {
         return {5, 0, 0};
     }
@@ -115,14 +155,19 @@ cpldfwupdate::cpldfwupdate(std::string component, unsigned int device_index,
 {
     tell("program " + component + "[" + std::to_string(device_index) + "] for " +
          std::to_string(log_module));
-    auto* cpld = second::find([&](const auto& each) { return component == each.name; });
     auto codes = std::make_unique<cpldfwupdate_error_code>(cpldfwupdate_error_code{0, 0, 6});
-    progress(50);
-    if (cpld != nullptr)
+    for (auto& [path, cpld] : second::cplds())
     {
-        *codes = program(*cpld, payload_path);
+        if (component == cpld.name && device_index == cpld.index)
+        {
+            *codes = program(cpld, payload_path);
+        }
     }
-    progress(100);
+    const auto step = static_cast<unsigned int>(second::setting("SECOND_STEP", 50));
+    for (unsigned int percent = step; percent <= 100; percent += step)
+    {
+        progress(percent);
+    }
     run_ = codes.release();
 }
 

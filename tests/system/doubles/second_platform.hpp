@@ -3,13 +3,22 @@
 /**
  * @file
  * A platform of another maker: the same symbols as every platform's, and nothing else in common
- * with the simulated one. It has one CPLD of each kind, tells what happens to it on the standard
- * error output, one line an event, and keeps nothing beyond its process.
+ * with the simulated one. It takes no time but for its transfers, and keeps nothing beyond its
+ * process. Variables of the environment say how it is, where it is not as usual:
+ *
+ *   SECOND_DEVICES     number of CPLDs of each kind (1)
+ *   SECOND_STEP        percentage between two reports of a programming run (50)
+ *   SECOND_QUIET       nothing is told of what happens to it (each event is, in a line on the
+ *                      standard error output)
+ *   SECOND_BIT_NS      nanoseconds that a bit takes on the I2C bus (0)
+ *   SECOND_TRANSFERS   file that gets the bits of all transfers and the nanoseconds that they took,
+ *                      two numbers of 64 bits (none)
  */
 
 #include <array>
-#include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <map>
 #include <string>
 
 namespace second
@@ -20,28 +29,20 @@ struct Cpld
 {
     std::uint32_t nodeType;
     const char* name;
-    const char* path;
+    unsigned int index;
     std::array<std::uint8_t, 16> registers;
 };
 
-/** The CPLDs; the programming library and the I2C bus work on the same ones. */
-std::array<Cpld, 3>& cplds();
+/** A number of the environment, or `usual` where it is not given. */
+std::int64_t setting(const char* name, std::int64_t usual);
 
-/** The CPLD that `matches`, or null. */
-template <typename Predicate>
-Cpld* find(Predicate matches)
-{
-    for (Cpld& cpld : cplds())
-    {
-        if (matches(cpld))
-        {
-            return &cpld;
-        }
-    }
-    return nullptr;
-}
+/** The CPLDs by path; the programming library and the I2C bus work on the same ones. */
+std::map<std::string, Cpld, std::less<>>& cplds();
 
-/** Writes one line to the standard error output, whole. */
+/** Whether anything is told; it need not be put into words otherwise. */
+bool tells();
+
+/** Tells an event, if any is. */
 void tell(const std::string& line);
 
 } // namespace second
