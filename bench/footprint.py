@@ -12,8 +12,8 @@ from collections.abc import Sequence
 from dataclasses import dataclass
 from pathlib import Path
 
-from jobs import put_back, update_each, wait_until
-from reliability.resources import Resources
+from support.jobs import put_back, update_each, wait_until
+from support.resources import Resources
 from tavrinsim import names
 from tavrinsim.payload import header, image, with_signature
 from tavrinsim.world import World

@@ -12,7 +12,7 @@ from collections.abc import Sequence
 from dataclasses import dataclass
 from pathlib import Path
 
-from jobs import wait_until
+from support.jobs import wait_until
 from tavrinsim import names
 
 from .bench import PROMPT_PLATFORM, Bench, PromptWorld, line_of, prompt_world

@@ -8,7 +8,7 @@ from __future__ import annotations
 
 import subprocess
 
-from jobs import unmark
+from support.jobs import unmark
 from tavrinsim import names, payload
 from tavrinsim.job import SUCCEEDED
 

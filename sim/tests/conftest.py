@@ -2,18 +2,14 @@
 
 from __future__ import annotations
 
-import sys
 from collections.abc import Callable, Iterator
 from pathlib import Path
 
 import pytest
-
-sys.path.insert(0, str(Path(__file__).resolve().parents[1]))
-
-from sim_client import LIBRARIES, Client  # noqa: E402
-from tavrinsim.board import Board  # noqa: E402
-from tavrinsim.image import Image  # noqa: E402
-from tavrinsim.names import Kind  # noqa: E402
+from sim_client import LIBRARIES, Client
+from tavrinsim.board import Board
+from tavrinsim.image import Image
+from tavrinsim.names import Kind
 
 
 @pytest.fixture

@@ -3,20 +3,16 @@
 from __future__ import annotations
 
 import shutil
-import sys
 from collections.abc import Iterator
 from pathlib import Path
 
 import pytest
+from course import Course
+from machine import Machine
+from outfit import fit_out
+from root import Root, make_base
 
 PROJECT = Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(PROJECT / "sim"))
-
-# Found through the path above.
-from course import Course  # noqa: E402
-from machine import Machine  # noqa: E402
-from outfit import fit_out  # noqa: E402
-from root import Root, make_base  # noqa: E402
 
 
 def pytest_addoption(parser: pytest.Parser) -> None:

@@ -3,13 +3,9 @@
 from __future__ import annotations
 
 import subprocess
-import sys
 from pathlib import Path
 
-from building import ROOT
-
-sys.path.append(str(ROOT / "tools" / "lib"))
-import check_layers as layers  # noqa: E402
+from tools.lib import check_layers as layers
 
 PICTURE = """
     hw -- which platform? --> inventory

@@ -1,1 +1,1 @@
-"""What the long runs against the service are made of: faults, load, hostile callers, sudden ends."""
+"""Long runs that try to break the service; tools/stress and tools/fuzz start them."""

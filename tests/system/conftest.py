@@ -2,23 +2,16 @@
 
 from __future__ import annotations
 
-import sys
 from collections.abc import Callable, Iterator
 from contextlib import ExitStack
 from pathlib import Path
 from typing import Any
 
 import pytest
-
-ROOT = Path(__file__).resolve().parents[2]
-sys.path[:0] = [str(ROOT), str(ROOT / "sim"), str(ROOT / "tests")]
-
-# Found through the paths above.
-from reliability import sanitizers  # noqa: E402
-from tavrinsim.setting import Setting  # noqa: E402
-from tavrinsim.world import BINARY, World  # noqa: E402
-
-from jobs import break_library, put_back  # noqa: E402
+from support import sanitizers
+from support.jobs import break_library, put_back
+from tavrinsim.setting import Setting
+from tavrinsim.world import BINARY, World
 
 # The last line of the start, before five quiet seconds.
 LISTENING = "[regSignalThreadHandler]: Subscribed to dbus signal successfully\n"

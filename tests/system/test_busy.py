@@ -5,9 +5,10 @@ from __future__ import annotations
 from collections.abc import Iterator
 
 import pytest
-from expected import power_state, start, worker
+from expected import power_state, start
 from expected.registration import asked_again, listening, whole_pass
-from jobs import (
+from support.jobs import (
+    HEALTHY,
     Outcome,
     break_library,
     followed,
@@ -18,13 +19,12 @@ from jobs import (
     update,
     wait_until,
 )
-from registering import thread_lines, wait_for_calls
-from sequence import job_sequence
+from support.sequence import job_sequence
 from tavrinsim.coordinator import Job, Report
 from tavrinsim.faults import Gate
 from tavrinsim.names import PBB
 from tavrinsim.world import World
-from watching import answer
+from watching import answer, thread_lines, wait_for_calls
 
 
 class Running:
@@ -77,8 +77,7 @@ def test_the_running_job_keeps_its_own_name_and_number(running: Running) -> None
     assert (outcome.fqdd, outcome.status, outcome.percent) == (job.fqdd, 28, 100)
     told = [(r.fqdd, r.transaction) for r in world.coordinator.reports]
     assert set(told) == {(job.fqdd, job.transaction)}
-    expected = [(4, 0), *((4, percent) for percent in worker.NORMAL_COURSE), (28, 100)]
-    assert [(r.status, r.percent) for r in world.coordinator.reports] == expected
+    assert [(r.status, r.percent) for r in world.coordinator.reports] == HEALTHY
     assert [device.version for device in world.board.devices[:2]] == ["2.3.4", "1.0.0"]
 
 
@@ -122,11 +121,10 @@ def test_the_next_job_may_be_sent_from_the_handler_of_the_last_report(service: W
     assert service.coordinator.update(first) == 0
     assert service.coordinator.wait_outcome(second.transaction).status == 28
     assert results == [0]
-    whole = [(4, 0), *((4, percent) for percent in worker.NORMAL_COURSE), (28, 100)]
     for job in (first, second):
         told = service.coordinator.reports_of(job.transaction)
         assert [(r.fqdd, r.status, r.percent) for r in told] == [
-            (job.fqdd, *step) for step in whole
+            (job.fqdd, *step) for step in HEALTHY
         ]
     assert service.board.device("flop").version == "3.4.5"
 

@@ -4,11 +4,11 @@ from __future__ import annotations
 
 from typing import Any
 
-from jobs import Outcome, followed, update
-from registering import registered_paths
+from support.jobs import Outcome, followed, update
 from tavrinsim.coordinator import Report
 from tavrinsim.names import FLOP, PBB, PDB
 from tavrinsim.world import World
+from watching import registered_paths
 
 FIRST, SECOND = "PBBCPLD.Embedded.1", "PBBCPLD.Embedded.2"
 

@@ -3,13 +3,13 @@
 from __future__ import annotations
 
 from dbus_next import Message
-from expected import reports, worker
-from jobs import followed
-from registering import wait_for_calls
+from expected import reports
+from support.jobs import NORMAL_COURSE, followed
 from tavrinsim.answers import Answer, Held, Latch, Reply
 from tavrinsim.coordinator import STATUS
 from tavrinsim.peer import Peer
 from tavrinsim.world import World
+from watching import wait_for_calls
 
 NO_OWNER = (
     "org.freedesktop.DBus.Error.ServiceUnknown",
@@ -43,7 +43,7 @@ def test_only_the_reports_of_its_absence_are_lost(service: World) -> None:
         coordinator.ask_for_registrations()
         wait_for_calls(service, 8)
         back.open()
-    heard = [(4, percent) for percent in worker.NORMAL_COURSE if percent not in ABSENT_FOR]
+    heard = [(4, percent) for percent in NORMAL_COURSE if percent not in ABSENT_FOR]
     assert done.progress == [(4, 0), *heard, (28, 100)]
     lost = reports.failure(-113, "No route to host", *NO_OWNER) * len(ABSENT_FOR)
     own = [line for line in done.errors if line.startswith("[reportUpdateStatus]")]

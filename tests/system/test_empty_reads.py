@@ -8,7 +8,7 @@ from __future__ import annotations
 
 import pytest
 from expected import intake, ports, worker
-from jobs import update
+from support.jobs import update
 from tavrinsim.device import Device
 from tavrinsim.faults import Operation
 from tavrinsim.names import KINDS

@@ -12,13 +12,12 @@ from pathlib import Path
 import pytest
 from conftest import BuildWorld
 from expected import power_state, start
-from jobs import wait_until
-from registering import wait_for_calls
-from sequence import logs
+from support.jobs import wait_until
+from support.sequence import logs
 from tavrinsim import names
 from tavrinsim.bus import POLICY
 from tavrinsim.world import World
-from watching import answer, main_thread, start_pending
+from watching import answer, main_thread, start_pending, wait_for_calls
 
 STRANGER = "nobody"
 POWER_STATE = "/xyz/openbmc_project/control/host0/internal_power_state"

@@ -7,8 +7,8 @@ from pathlib import Path
 
 import pytest
 from expected import start
-from jobs import threads
-from sequence import logs
+from support.jobs import threads
+from support.sequence import logs
 from tavrinsim import names
 from tavrinsim.bus import POLICY
 from tavrinsim.names import FLOP, PBB, PDB

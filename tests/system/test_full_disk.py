@@ -12,9 +12,9 @@ from pathlib import Path
 import pytest
 from conftest import BuildWorld
 from dbus_next import Variant
-from jobs import update
-from reliability import log_file
-from sequence import logs
+from support import log_file
+from support.jobs import update
+from support.sequence import logs
 from tavrinsim.world import World
 from watching import answer, start_pending
 

@@ -5,12 +5,11 @@ from __future__ import annotations
 import pytest
 from dbus_next import Variant
 from expected import interfaces
-from jobs import followed, run
-from registering import wait_for_calls
+from support.jobs import followed, run
 from tavrinsim import names
 from tavrinsim.trace import Line
 from tavrinsim.world import World
-from watching import answer
+from watching import answer, wait_for_calls
 
 HANDS = ("open", "transfer", "close")
 

@@ -6,7 +6,7 @@ from collections.abc import Callable
 
 import pytest
 from expected import hold
-from sequence import sequence
+from support.sequence import sequence
 from tavrinsim.world import World
 from watching import answer, start_pending
 

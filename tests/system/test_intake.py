@@ -5,8 +5,8 @@ from __future__ import annotations
 import pytest
 from dbus_next import Variant
 from expected import intake, ports
-from jobs import followed, refuse_to_open_ports, run, run_job
-from sequence import job_sequence
+from support.jobs import followed, refuse_to_open_ports, run, run_job
+from support.sequence import job_sequence
 from tavrinsim import names
 from tavrinsim.answers import INVALID_ARGS
 from tavrinsim.connection import BusError

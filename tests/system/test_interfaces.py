@@ -7,7 +7,7 @@ from xml.etree import ElementTree
 
 import pytest
 from expected import interfaces
-from sequence import job_sequence
+from support.sequence import job_sequence
 from tavrinsim import names
 from tavrinsim.connection import BusError
 from tavrinsim.world import World

@@ -5,9 +5,9 @@ from __future__ import annotations
 import time
 
 from conftest import BuildWorld
-from jobs import break_library, run_job
 from reliability.load.comparison import compare
 from reliability.load.readers import LONGEST_MS, reading
+from support.jobs import break_library, run_job
 from tavrinsim.answers import Late, Reply
 from tavrinsim.coordinator import STATUS
 

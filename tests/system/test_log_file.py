@@ -8,8 +8,8 @@ from pathlib import Path
 
 import pytest
 from dbus_next import Variant
-from reliability.log_file import LIMIT, TRIMMED, after
-from sequence import logs
+from support.log_file import LIMIT, TRIMMED, after
+from support.sequence import logs
 from tavrinsim import names
 from tavrinsim.names import PBB
 from tavrinsim.world import World

@@ -8,7 +8,7 @@ from dbus_next import Variant
 from expected import power_state, start
 from expected.process_end import LINE_OF_EXCEPTION
 from messages import sent, settled_mark
-from sequence import logs, records
+from support.sequence import logs, records
 from tavrinsim.answers import Held, Latch, Reply
 from tavrinsim.names import PBB, PDB
 from tavrinsim.service import ServiceProcess

@@ -5,9 +5,9 @@ from __future__ import annotations
 import pytest
 from conftest import BuildWorld
 from dbus_next import Variant
-from jobs import run, wait_until
-from reliability.held_memory import gives_memory_back
-from reliability.resources import Resources
+from support.held_memory import gives_memory_back
+from support.jobs import run, wait_until
+from support.resources import Resources
 from tavrinsim import names
 from tavrinsim.answers import Held, Latch, Reply
 from tavrinsim.world import World

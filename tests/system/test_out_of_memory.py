@@ -8,7 +8,7 @@ import pytest
 from conftest import FindDouble
 from expected import intake, ports, reports, worker
 from expected.reports import Lines
-from jobs import Outcome, run, scan_blocked, update
+from support.jobs import Outcome, run, scan_blocked, update
 from tavrinsim.coordinator import Job
 from tavrinsim.world import World
 

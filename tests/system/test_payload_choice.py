@@ -8,8 +8,8 @@ from pathlib import Path
 
 import pytest
 from expected import intake
-from jobs import Outcome, run
-from sequence import job_sequence
+from support.jobs import Outcome, run
+from support.sequence import job_sequence
 from tavrinsim.connection import BusError
 from tavrinsim.world import World
 

@@ -11,7 +11,7 @@ from collections.abc import Callable
 from pathlib import Path
 
 import pytest
-from jobs import followed
+from support.jobs import followed
 from tavrinsim import payload
 from tavrinsim.keys import new_key
 from tavrinsim.world import World

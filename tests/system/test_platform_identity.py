@@ -12,8 +12,8 @@ from conftest import LISTENING
 from dbus_next import Variant
 from expected import start
 from expected.start import Cpld
-from jobs import wait_until
-from sequence import logs
+from support.jobs import wait_until
+from support.sequence import logs
 from tavrinsim.answers import Answer, Departure, Failure, Held, Latch, Reply, Silence
 from tavrinsim.names import FLOP
 from tavrinsim.world import World

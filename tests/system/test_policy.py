@@ -12,7 +12,7 @@ import pytest
 from conftest import BuildWorld
 from dbus_next import Variant
 from expected import interfaces
-from sequence import job_sequence
+from support.sequence import job_sequence
 from tavrinsim import names
 from tavrinsim.bus import POLICY
 from tavrinsim.names import PBB

@@ -7,7 +7,7 @@ from dbus_next import Variant
 from expected import intake, ports, worker
 from expected.ports import FLOP
 from expected.reports import Lines
-from jobs import followed, update
+from support.jobs import followed, update
 from tavrinsim.answers import Failure, Reply
 from tavrinsim.world import World
 

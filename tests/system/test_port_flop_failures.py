@@ -8,7 +8,7 @@ import pytest
 from expected import intake, ports, worker
 from expected.ports import FLOP
 from expected.reports import Lines
-from jobs import break_library, scan_blocked, update
+from support.jobs import break_library, scan_blocked, update
 from tavrinsim.device import Device
 from tavrinsim.world import World
 

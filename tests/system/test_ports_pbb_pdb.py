@@ -8,7 +8,7 @@ import pytest
 from expected import intake, ports, worker
 from expected.ports import LOCKED
 from expected.reports import Lines
-from jobs import followed, run, scan_blocked, update
+from support.jobs import followed, run, scan_blocked, update
 from tavrinsim.device import Device
 from tavrinsim.world import World
 

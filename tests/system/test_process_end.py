@@ -8,7 +8,7 @@ import pytest
 from conftest import BuildWorld, FindDouble
 from expected import start
 from expected.process_end import LINE_OF_EXCEPTION
-from sequence import job_sequence, logs, records, sequence
+from support.sequence import job_sequence, logs, records, sequence
 from tavrinsim.answers import Silence
 from tavrinsim.coordinator import REGISTER
 from tavrinsim.names import PBB, PDB

@@ -11,7 +11,7 @@ from conftest import FindDouble
 from expected import software, start
 from expected.software import Known
 from messages import settled_mark, signals
-from sequence import job_sequence, logs
+from support.sequence import job_sequence, logs
 from tavrinsim import names
 from tavrinsim.names import FLOP, PBB, PDB
 from tavrinsim.world import World

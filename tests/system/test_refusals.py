@@ -8,8 +8,8 @@ from pathlib import Path
 
 import pytest
 from expected import intake, ports, worker
-from jobs import Outcome, break_library, run, scan_blocked
-from sequence import job_sequence
+from support.jobs import Outcome, break_library, run, scan_blocked
+from support.sequence import job_sequence
 from tavrinsim import payload
 from tavrinsim.connection import BusError
 from tavrinsim.names import KINDS, PBB

@@ -19,13 +19,13 @@ from expected.registration import (
     listening,
     whole_pass,
 )
-from jobs import connections, wait_until
-from registering import registered_paths, thread_lines, wait_for_calls
+from support.jobs import connections, wait_until
 from tavrinsim import names
 from tavrinsim.answers import Departure, Failure, Held, Latch, Reply
 from tavrinsim.coordinator import REGISTER
 from tavrinsim.names import FLOP, PBB
 from tavrinsim.world import World
+from watching import registered_paths, thread_lines, wait_for_calls
 
 PATHS = [kind.object_path(number) for kind, number in registration.ALL]
 DISCONNECTED = (

@@ -5,9 +5,9 @@ from __future__ import annotations
 from conftest import FindDouble
 from expected import registration
 from expected.registration import asked_again, listening, whole_pass
-from jobs import threads, wait_until
-from registering import FIRST_LINE, thread_lines, wait_for_calls
+from support.jobs import threads, wait_until
 from tavrinsim.world import World
+from watching import REGISTERING, thread_lines, wait_for_calls
 
 CALL = "sd_bus_open_system"
 NO_MEMORY = "sd bus open failed: Cannot allocate memory\n"
@@ -32,7 +32,7 @@ def test_without_a_connection_to_listen_on_the_thread_ends(
     world.trace.wait_for(what="log", text=f"[regSignalThreadHandler]: {NO_MEMORY}")
     wait_for_thread_end(world)
     assert thread_lines(world) == [
-        f"T {FIRST_LINE}",
+        f"T {REGISTERING}",
         f"E [regSignalThreadHandler]: {NO_MEMORY}",
     ]
     assert world.running

@@ -5,12 +5,11 @@ from __future__ import annotations
 import pytest
 from conftest import BuildWorld, FindDouble
 from expected.registration import ALL, asked_again, failed_pass, listening, whole_pass
-from jobs import update, wait_until
-from registering import registered_paths, thread_lines, wait_for_calls
+from support.jobs import update, wait_until
 from tavrinsim.answers import Silence
 from tavrinsim.coordinator import REGISTER
 from tavrinsim.world import World
-from watching import IMPATIENT
+from watching import IMPATIENT, registered_paths, thread_lines, wait_for_calls
 
 PATHS = [kind.object_path(number) for kind, number in ALL]
 TIMED_OUT = ("org.freedesktop.DBus.Error.Timeout", "Connection timed out")

@@ -9,7 +9,8 @@ from conftest import FindDouble
 from dbus_next import Variant
 from expected import intake, ports, reports, worker
 from expected.reports import Lines
-from jobs import (
+from messages import settled_mark
+from support.jobs import (
     break_library,
     connections,
     followed,
@@ -17,7 +18,6 @@ from jobs import (
     update,
     wait_until,
 )
-from messages import settled_mark
 from tavrinsim import names
 from tavrinsim.answers import Answer, Departure, Failure, Held, Latch, Reply, Silence
 from tavrinsim.coordinator import STATUS, Job

@@ -5,7 +5,7 @@ from __future__ import annotations
 import signal
 
 from expected import intake, ports, worker
-from jobs import update
+from support.jobs import update
 from tavrinsim.device import Device
 from tavrinsim.world import World
 

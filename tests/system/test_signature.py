@@ -8,7 +8,7 @@ from collections.abc import Iterator
 import pytest
 from cryptography.hazmat.primitives.asymmetric import ec, ed25519, rsa
 from expected import intake, ports
-from jobs import Outcome, refuse_to_open_ports, run
+from support.jobs import Outcome, refuse_to_open_ports, run
 from tavrinsim import payload
 from tavrinsim.keys import HasPublicKey, KeyName, new_key
 from tavrinsim.names import KINDS

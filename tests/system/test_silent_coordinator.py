@@ -8,7 +8,7 @@ from contextlib import contextmanager
 
 import pytest
 from expected import reports
-from jobs import put_back, run_job, send_without_coordinator
+from support.jobs import put_back, run_job, send_without_coordinator
 from tavrinsim import names
 from tavrinsim.world import World
 from watching import IMPATIENT

@@ -11,10 +11,10 @@ import time
 
 import pytest
 from expected import intake, ports, worker
-from jobs import followed, run, update
-from registering import wait_for_calls
+from support.jobs import followed, run, update
 from tavrinsim import names
 from tavrinsim.world import World
+from watching import wait_for_calls
 
 STRETCHED_MS = 2 * 25
 GIVEN_UP_MS = 2 * 1000

@@ -10,9 +10,9 @@ from conftest import BuildWorld
 from expected import start
 from expected.registration import REGISTRATION_RULE
 from expected.start import Cpld
-from jobs import threads
 from messages import sent, settled_mark
-from sequence import job_sequence as main_thread  # its own: no job runs
+from support.jobs import threads
+from support.sequence import job_sequence as main_thread  # its own: no job runs
 from tavrinsim import names
 from tavrinsim.bus import POLICY
 from tavrinsim.connection import BusError

@@ -6,9 +6,9 @@ from collections.abc import Iterator
 
 import pytest
 from conftest import BuildWorld
-from jobs import threads, wait_until
 from reliability.load.crowd import CALLERS, Call, Crowd
 from reliability.load.mixed import mix
+from support.jobs import threads, wait_until
 from tavrinsim.job import Report
 from tavrinsim.world import World
 

@@ -8,10 +8,10 @@ from pathlib import Path
 
 import pytest
 from conftest import BuildWorld
-from jobs import update
 from reliability.sudden_ends import points, trial
-from reliability.sudden_ends.steps import STEPS, WHOLE, Found, step_of
+from reliability.sudden_ends.steps import STEPS, Found, step_of
 from reliability.sudden_ends.worlds import Worlds
+from support.jobs import HEALTHY, update
 from tavrinsim.fault import Gate
 from tavrinsim.world import World
 
@@ -77,7 +77,7 @@ def test_without_its_bus_the_service_leaves_an_update_as_a_sudden_end_does(
     put_board_into(next_start, world)
     next_start.start()
     next_start.wait_published()
-    assert update(next_start, "pbb", version=trial.NEXT).progress == WHOLE
+    assert update(next_start, "pbb", version=trial.NEXT).progress == HEALTHY
     left = Found.at(next_start.board.device("pbb"), trial.NEXT, told=True)
     assert left == STEPS[-1].leaves
 

@@ -5,12 +5,12 @@ from __future__ import annotations
 from pathlib import Path
 
 import pytest
-from reliability import sanitizers
 from reliability.sweep import catalogue, checks
 from reliability.sweep.course import Course
 from reliability.sweep.operations import Injection, operations
 from reliability.sweep.runner import Plan, Share, work
 from reliability.sweep.station import Station
+from support import sanitizers
 from tavrinsim.job import FAILED, IN_PROGRESS, SUCCEEDED, Report
 
 

@@ -7,8 +7,8 @@ from typing import Any
 from conftest import FindDouble
 from expected import intake, ports, reports, start
 from expected.registration import listening
-from jobs import run, scan_blocked, threads, update
-from sequence import logs
+from support.jobs import run, scan_blocked, threads, update
+from support.sequence import logs
 from tavrinsim.names import FLOP, PBB
 from tavrinsim.world import World
 from watching import all_paths, published_paths, said, start_pending

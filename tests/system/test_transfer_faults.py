@@ -6,7 +6,7 @@ import signal
 
 import pytest
 from expected import intake, ports, worker
-from jobs import break_library, update
+from support.jobs import break_library, update
 from tavrinsim.faults import Operation
 from tavrinsim.world import World
 

@@ -4,8 +4,8 @@ from __future__ import annotations
 
 import pytest
 from expected import intake, ports, worker
-from jobs import followed, run, scan_blocked, unmark, update, wait_until
-from sequence import coordinator_traffic
+from support.jobs import HEALTHY, followed, run, scan_blocked, unmark, update, wait_until
+from support.sequence import coordinator_traffic
 from tavrinsim import names
 from tavrinsim.answers import Latch
 from tavrinsim.job import Report
@@ -78,8 +78,7 @@ def test_the_start_is_reported_before_the_call_is_answered(service: World) -> No
             "method_return(0)",
         ]
         gate.open()
-    running = [(4, percent) for percent in worker.NORMAL_COURSE]
-    assert done.progress == [(4, 0), *running, (28, 100)]
+    assert done.progress == HEALTHY
     # Each over a connection of its own, none over the service's.
     senders = {report.sender for report in service.coordinator.reports}
     assert len(senders) == len(done.reports)

@@ -6,11 +6,11 @@ import os
 from pathlib import Path
 
 import pytest
-from jobs import run, update_each
-from reliability import sanitizers
 from reliability.bus_calls.campaign import campaign
 from reliability.load.crowd import Crowd
 from reliability.load.mixed import mix
+from support import sanitizers
+from support.jobs import run, update_each
 from tavrinsim.setting import Setting
 from tavrinsim.world import World
 

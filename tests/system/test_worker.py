@@ -10,7 +10,7 @@ from pathlib import Path
 
 import pytest
 from expected import intake, ports, worker
-from jobs import Outcome, followed, run, scan_blocked, unmark, update, wait_until
+from support.jobs import Outcome, followed, run, scan_blocked, unmark, update, wait_until
 from tavrinsim.answers import Held, Latch, Reply
 from tavrinsim.coordinator import STATUS
 from tavrinsim.world import World

@@ -1,18 +1,22 @@
-"""Services whose watchers are the subject: started to a known point, then told things."""
+"""Services whose watchers and registrations are the subject: started to a known point, told things."""
 
 from __future__ import annotations
 
+import re
 from pathlib import Path
 from typing import Any
 
 from expected import start
-from sequence import job_sequence, logs
+from support.sequence import job_sequence, logs, sequence
 from tavrinsim import names
 from tavrinsim.names import FLOP
 from tavrinsim.world import World
 
 # For a service that is to give up a neighbour that never answers soon.
 IMPATIENT = {"SYSTEMD_BUS_TIMEOUT": "1s"}
+
+# The first line of the thread that registers the CPLDs.
+REGISTERING = "[regSignalThreadHandler] Opening system bus\n"
 
 SERVICE_OWNED = f'<allow own="{names.SERVICE}"/>'
 
@@ -77,6 +81,31 @@ def all_paths() -> list[str]:
         [names.PBB.object_path(1), names.PBB.object_path(2), names.PDB.object_path(1)]
         + [FLOP.object_path(1)]
     )
+
+
+def thread_lines(world: World) -> list[str]:
+    """All that the thread logged, without the times its calls took."""
+    thread = world.trace.wait_for(what="log", text=REGISTERING)["tid"]
+    lines = sequence(world, tid=thread)
+    return [re.sub(r"completed in \d+ ms", "completed in N ms", line) for line in lines]
+
+
+def wait_for_calls(world: World, count: int, timeout: float = 20) -> None:
+    """Waits until the thread has logged the outcome of so many calls."""
+
+    def is_outcome(line: dict[str, object]) -> bool:
+        text = str(line.get("text"))
+        return "Registration successful" in text or "DBusError=" in text
+
+    start = 0
+    for _ in range(count):
+        line = world.trace.wait_for(is_outcome, timeout, start)
+        start = world.trace.lines().index(line, start) + 1
+
+
+def registered_paths(world: World) -> list[str]:
+    """The object paths of the registrations that reached the coordinator."""
+    return [registration.object_path for registration in world.coordinator.registrations]
 
 
 def _age(unique_name: str) -> int:

@@ -3,6 +3,8 @@
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 # Debian's Python has the packages that are installed below; another one in PATH may not.
 export PATH="/usr/bin:$PATH"
+# The simulated controller, and what the tests, the long runs and the bench share; as in pytest.ini.
+export PYTHONPATH=$root:$root/sim:$root/tests
 
 build_packages=(
     g++ meson ninja-build pkg-config

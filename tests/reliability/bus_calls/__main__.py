@@ -15,10 +15,10 @@ from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 from typing import Any
 
-from reliability import sanitizers
-from reliability.table import Findings
 from rich.console import Console
 from rich.progress import BarColumn, MofNCompleteColumn, Progress, TextColumn
+from support import sanitizers
+from support.table import Findings
 from tavrinsim.world import BINARY
 
 from .campaign import ROOT, TOLERATED_KIB, Result, campaign

@@ -13,10 +13,10 @@ from dataclasses import dataclass, field
 from pathlib import Path
 from typing import Any
 
-from jobs import put_back, threads, update, update_each, wait_until
-from reliability import sanitizers
-from reliability.held_memory import HeldMemory, Look, counted_controller, gives_memory_back
-from reliability.resources import Resources
+from support import sanitizers
+from support.held_memory import HeldMemory, Look, counted_controller, gives_memory_back
+from support.jobs import put_back, threads, update, update_each, wait_until
+from support.resources import Resources
 from tavrinsim import names
 from tavrinsim.job import SUCCEEDED
 from tavrinsim.world import World
@@ -122,9 +122,10 @@ class Campaign:
             "numbers": [kind.component_id for kind in names.KINDS.values()],
         }
         command = [sys.executable, "-m", "reliability.bus_calls.caller", json.dumps(order)]
-        path = os.pathsep.join(entry for entry in sys.path if entry)
+        # pytest has found all of it without the variable.
+        environment = os.environ | {"PYTHONPATH": os.pathsep.join(filter(None, sys.path))}
         with subprocess.Popen(
-            command, stdout=subprocess.PIPE, text=True, env={**os.environ, "PYTHONPATH": path}
+            command, stdout=subprocess.PIPE, text=True, env=environment
         ) as process:
             assert process.stdout is not None
             return self._follow(process.stdout)

@@ -12,11 +12,11 @@ from contextlib import contextmanager
 from pathlib import Path
 from typing import Any
 
-from jobs import update_each
-from reliability import sanitizers
-from reliability.resources import Resources
-from reliability.table import Findings
 from rich.console import Console
+from support import sanitizers
+from support.jobs import update_each
+from support.resources import Resources
+from support.table import Findings
 from tavrinsim.setting import Setting
 from tavrinsim.world import BINARY, World
 

@@ -5,8 +5,8 @@ from __future__ import annotations
 from dataclasses import dataclass, field
 from difflib import unified_diff
 
-from jobs import put_back, run_job
-from reliability.resources import Resources
+from support.jobs import put_back, run_job
+from support.resources import Resources
 from tavrinsim import names
 from tavrinsim.world import World
 

@@ -9,7 +9,7 @@ from contextlib import contextmanager
 from dataclasses import dataclass, field
 
 from dbus_next import Variant
-from jobs import threads, wait_until
+from support.jobs import threads, wait_until
 from tavrinsim import names
 from tavrinsim.world import World
 

@@ -15,8 +15,8 @@ from pathlib import Path
 
 from rich.console import Console
 from rich.progress import BarColumn, MofNCompleteColumn, Progress, TimeRemainingColumn
-from reliability import sanitizers
-from reliability.table import Findings
+from support import sanitizers
+from support.table import Findings
 from tavrinsim.world import BINARY
 
 from .day import MINUTES, REGISTRATIONS

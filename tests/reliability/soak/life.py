@@ -7,10 +7,10 @@ from contextlib import suppress
 from dataclasses import dataclass, field
 from pathlib import Path
 
-from jobs import threads, wait_until
-from reliability import sanitizers
-from reliability.held_memory import HeldMemory, Look, counted_controller, gives_memory_back
-from reliability.resources import Resources
+from support import sanitizers
+from support.held_memory import HeldMemory, Look, counted_controller, gives_memory_back
+from support.jobs import threads, wait_until
+from support.resources import Resources
 from tavrinsim import names
 from tavrinsim.job import IN_PROGRESS, SUCCEEDED, Job
 from tavrinsim.world import World

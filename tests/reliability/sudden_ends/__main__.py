@@ -13,15 +13,16 @@ from collections import Counter
 from contextlib import closing
 from pathlib import Path
 
-from reliability.table import Findings
 from rich.console import Console
 from rich.progress import BarColumn, MofNCompleteColumn, Progress, TimeRemainingColumn
 from rich.table import Table
+from support.jobs import HEALTHY
+from support.table import Findings
 from tavrinsim.names import KINDS
 from tavrinsim.world import BINARY
 
 from . import points
-from .steps import STEPS, WHOLE
+from .steps import STEPS
 from .trial import Finding
 from .worlds import Worlds
 
@@ -76,7 +77,7 @@ def _table(ends: list[Finding]) -> Table:
 def _last_reports(ends: list[Finding]) -> str:
     """The earliest and the latest of the last reports that the coordinator got, for a person."""
     counts = sorted({end.reports for end in ends})
-    told = ["{} with {} %".format(*WHOLE[count - 1]) if count else "none" for count in counts]
+    told = ["{} with {} %".format(*HEALTHY[count - 1]) if count else "none" for count in counts]
     return ", to ".join(dict.fromkeys([*told[:1], *told[-1:]]))
 
 

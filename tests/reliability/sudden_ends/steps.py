@@ -7,21 +7,13 @@ from __future__ import annotations
 
 from dataclasses import dataclass
 
-from expected import worker
+from support.jobs import HEALTHY
 from tavrinsim.device import Device
-from tavrinsim.job import IN_PROGRESS, SUCCEEDED
 from tavrinsim.trace import Line, Trace
 
-# Status and percentage of each report of a healthy update: its start, the library's progress, its
+# How many of the reports the coordinator has got: up to the start, to the last percentage, to the
 # outcome.
-WHOLE = [
-    (IN_PROGRESS, 0),
-    *((IN_PROGRESS, percent) for percent in worker.NORMAL_COURSE),
-    (SUCCEEDED, 100),
-]
-
-# How many of them the coordinator has got: up to the start, to the last percentage, to the outcome.
-STARTED, PROGRAMMED, TOLD = 1, len(WHOLE) - 1, len(WHOLE)
+STARTED, PROGRAMMED, TOLD = 1, len(HEALTHY) - 1, len(HEALTHY)
 
 
 @dataclass(frozen=True)

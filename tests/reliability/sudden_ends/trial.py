@@ -7,8 +7,8 @@ from contextlib import suppress
 from dataclasses import dataclass, field
 from pathlib import Path
 
-from jobs import Outcome, threads, update, wait_until
-from reliability import log_file, sanitizers
+from support import log_file, sanitizers
+from support.jobs import HEALTHY, Outcome, threads, update, wait_until
 from tavrinsim import names
 from tavrinsim.connection import BusError
 from tavrinsim.device import Device
@@ -17,7 +17,7 @@ from tavrinsim.world import World
 
 from . import ending
 from .points import Point
-from .steps import STEPS, WHOLE, Found, latest_step, step_of
+from .steps import STEPS, Found, latest_step, step_of
 
 BEFORE, MEANT, NEXT = "1.0.0", "2.3.4", "3.4.5"
 
@@ -128,8 +128,8 @@ class _Trial:
 
     def _classify(self, mark: int) -> None:
         reports = self._reports()
-        self.finding.expect(reports == WHOLE[: len(reports)], f"reports {reports}")
-        told = reports == WHOLE
+        self.finding.expect(reports == HEALTHY[: len(reports)], f"reports {reports}")
+        told = reports == HEALTHY
         found = Found.at(self.device, MEANT, told)
         self.finding.found = str(found)
         self.finding.reports = len(reports)
@@ -147,7 +147,7 @@ class _Trial:
         reported = len(self._reports())
         done = update(self.world, self.finding.point.kind, version=NEXT)
         self.finding.expect(done.result == 0, "the next update was refused")
-        self.finding.expect(done.progress == WHOLE, f"the next update reported {done.progress}")
+        self.finding.expect(done.progress == HEALTHY, f"the next update reported {done.progress}")
         left = Found.at(self.device, NEXT, told=True)
         self.finding.expect(left == STEPS[-1].leaves, f"after the next update: {left}")
         self.finding.expect(len(self._reports()) == reported, "the lost job reported once more")
@@ -160,7 +160,7 @@ class _Trial:
 
     def _is_over(self, idle: set[int]) -> bool:
         with suppress(FileNotFoundError):  # it ended while its threads were counted
-            return self._reports() == WHOLE and threads(self.world) <= idle
+            return self._reports() == HEALTHY and threads(self.world) <= idle
         return False
 
     def _reports(self) -> list[tuple[int, int]]:

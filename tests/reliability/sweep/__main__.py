@@ -14,17 +14,16 @@ import time
 from dataclasses import asdict
 from pathlib import Path
 
-from reliability.table import Findings
 from rich.console import Console
 from rich.progress import Progress, SpinnerColumn, TimeElapsedColumn
 from rich.table import Table
+from support.table import Findings
 from tavrinsim.world import BINARY
 
 from . import catalogue, runner
 from .course import BUS_LIBRARY
 from .operations import Injection, operations
 from .runner import Plan
-
 
 # Where no terminal shows the progress, one line for so many faults does.
 MILESTONE = 500

@@ -7,7 +7,7 @@ from collections.abc import Callable
 from dataclasses import dataclass
 
 from dbus_next import Message
-from reliability.failing_calls import FailingCalls
+from support.failing_calls import FailingCalls
 from tavrinsim.answers import Answer
 from tavrinsim.coordinator import REGISTER, STATUS
 from tavrinsim.peer import Call, Peer

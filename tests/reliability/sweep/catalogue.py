@@ -20,7 +20,7 @@ from errno import (
 )
 from typing import Any
 
-from reliability.failing_calls import END, HALF, CallClass, Failure, Scope
+from support.failing_calls import END, HALF, CallClass, Failure, Scope
 from tavrinsim.answers import Departure, Failure as ErrorReply, Silence
 
 from .answers import AnswerFault

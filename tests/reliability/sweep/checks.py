@@ -5,7 +5,7 @@ from __future__ import annotations
 import re
 from collections.abc import Iterator
 
-from reliability.log_file import LIMIT, TRIMMED
+from support.log_file import LIMIT, TRIMMED
 from tavrinsim.job import SUCCEEDED
 
 from .course import BUS_LIBRARY, EXITING, REASONS, Course

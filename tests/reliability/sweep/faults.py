@@ -7,7 +7,7 @@ from collections.abc import Mapping
 from dataclasses import dataclass, field
 from typing import Any
 
-from reliability.failing_calls import FailingCalls, Failure
+from support.failing_calls import FailingCalls, Failure
 from tavrinsim.world import World
 
 # More events than there ever are.

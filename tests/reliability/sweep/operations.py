@@ -6,7 +6,7 @@ from abc import ABC, abstractmethod
 from collections.abc import Iterator
 from dataclasses import dataclass
 
-from reliability.resources import Resources
+from support.resources import Resources
 
 from . import checks
 from .course import Course

@@ -8,8 +8,8 @@ from contextlib import suppress
 from pathlib import Path
 
 from dbus_next import Variant
-from reliability.failing_calls import FailingCalls
-from reliability.resources import Resources, threads
+from support.failing_calls import FailingCalls
+from support.resources import Resources, threads
 from tavrinsim import names
 from tavrinsim.connection import BusError
 from tavrinsim.job import Job, Report

@@ -6,7 +6,7 @@ import re
 from collections.abc import Iterable
 from pathlib import Path
 
-from jobs import update
+from support.jobs import update
 from tavrinsim.world import World
 
 from .watched import wait_started

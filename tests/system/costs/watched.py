@@ -12,8 +12,8 @@ from dataclasses import dataclass
 from pathlib import Path
 from typing import Any
 
-from jobs import update, wait_until
-from reliability.failing_calls import CallClass, Failure, FailingCalls, Scope
+from support.failing_calls import CallClass, FailingCalls, Failure, Scope
+from support.jobs import update, wait_until
 from tavrinsim import names
 from tavrinsim.world import World
 

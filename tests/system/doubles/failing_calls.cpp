@@ -26,7 +26,7 @@ enum class Scope : std::uint64_t
     others = 2,
 };
 
-/** The file $FAILING_CALLS; tests/reliability/failing_calls.py writes the same. */
+/** The file $FAILING_CALLS; tests/support/failing_calls.py writes the same. */
 struct Control
 {
     std::atomic<Class> armed;

@@ -5,13 +5,13 @@ from __future__ import annotations
 from collections.abc import Sequence
 from pathlib import Path
 
-from tavrinsim.coordinator import Job
+from support.jobs import NORMAL_COURSE
+from tavrinsim.job import Job
 from tavrinsim.names import split_fqdd
 
 from . import reports
 from .reports import Lines
 
-NORMAL_COURSE = tuple(range(0, 101, 10))
 TAG = "[FW_update:THREAD]"
 
 

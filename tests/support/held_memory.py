@@ -7,10 +7,10 @@ from contextlib import contextmanager, suppress
 from dataclasses import dataclass
 from pathlib import Path
 
-from jobs import wait_until
-from reliability import sanitizers
-from reliability.failing_calls import FailingCalls
-from reliability.resources import Resources
+from support import sanitizers
+from support.failing_calls import FailingCalls
+from support.jobs import wait_until
+from support.resources import Resources
 from tavrinsim.setting import Setting
 from tavrinsim.world import World
 

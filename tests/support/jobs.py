@@ -10,13 +10,24 @@ from pathlib import Path
 from typing import Any
 
 from dbus_next import Variant
-from reliability import resources
-from sequence import job_sequence
+from support import resources
+from support.sequence import job_sequence
 from tavrinsim import names
-from tavrinsim.coordinator import Job
+from tavrinsim.job import IN_PROGRESS, SUCCEEDED, Job
 from tavrinsim.world import World
 
 Report = tuple[str, int, int, int]
+
+# The percentages that the simulated programming library reports in a healthy run.
+NORMAL_COURSE = tuple(range(0, 101, 10))
+
+# Status and percentage of each report of a healthy update: its start, the library's progress, its
+# outcome.
+HEALTHY = [
+    (IN_PROGRESS, 0),
+    *((IN_PROGRESS, percent) for percent in NORMAL_COURSE),
+    (SUCCEEDED, 100),
+]
 
 
 @dataclass

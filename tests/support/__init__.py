@@ -1,0 +1,1 @@
+"""What the long runs against the service are made of: faults, load, hostile callers, sudden ends."""
