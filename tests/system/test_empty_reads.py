@@ -9,24 +9,11 @@ from __future__ import annotations
 import pytest
 from expected import intake, ports, worker
 from support.jobs import update
-from tavrinsim.device import Device
 from tavrinsim.faults import Operation
 from tavrinsim.names import KINDS
 from tavrinsim.world import World
 
-LOCK, ENABLE = 0x04, 0x08
 NOT_SUPPORTED = (95, "Operation not supported")
-
-
-def write_failed(device: Device, value: int) -> list[str]:
-    """Three attempts at a write, and the words about it."""
-    if device.kind.name == "flop":
-        failed = ports.failed_write(device, ENABLE, value, *NOT_SUPPORTED)
-        words = f"E {ports.FLOP}:read failed for HIP_SW_EN_REG \n"
-    else:
-        failed = ports.failed_write(device, LOCK, value, *NOT_SUPPORTED)
-        words = f"E {ports.LOCKED} : I2CError: Unable to write HIP_SW_EN register\n"
-    return [*failed, words, f"close {device.name}"]
 
 
 def refuse_once_obeyed(world: World) -> None:
@@ -48,7 +35,10 @@ def test_no_port_opens_behind_such_an_adapter(ready: World, kind: str, obeys: bo
     done = update(ready, kind)
     assert done.result == 1
     assert done.progress == [(4, 0), (18, 0)]
-    refused = [*write_failed(device, int(kind == "flop")), *intake.port_not_opened(done.job)]
+    refused = [
+        *ports.write_failed(device, int(kind == "flop"), *NOT_SUPPORTED),
+        *intake.port_not_opened(done.job),
+    ]
     assert done.steps[-len(refused) :] == refused
     assert device.version == "1.0.0"
     assert device.loads == 0
@@ -73,7 +63,7 @@ def test_a_lock_found_open_is_programmed_and_left_open_with_a_word_about_it(
         *worker.programmed(done.job),
         *ports.reached(device, 2),
         *ports.before(device, 0x00),
-        *write_failed(device, 0x01),
+        *ports.write_failed(device, 0x01, *NOT_SUPPORTED),
         *worker.port_not_closed(done.job),
         *worker.succeeded(done.job),
     ]

@@ -11,12 +11,10 @@ from pathlib import Path
 
 import pytest
 from conftest import BuildWorld
-from dbus_next import Variant
 from support import log_file
 from support.jobs import update
-from support.sequence import logs
 from tavrinsim.world import World
-from watching import answer, start_pending
+from watching import make_record, start_pending
 
 PAGE = 4096
 
@@ -64,15 +62,6 @@ def pending(world: World, mounts: ExitStack) -> tuple[World, Disk]:
     disk = mount(world.log_file.parent, mounts)
     start_pending(world)
     return world, disk
-
-
-def make_record(world: World) -> str:
-    """Makes the service write one record; its message."""
-    mark = world.trace.mark()
-    world.fru_reader.announce({"FRUreadComplete": Variant("s", "x")})
-    answer(world)
-    (message,) = [line[2:] for line in logs(world, mark) if line.startswith("E ")]
-    return message
 
 
 def test_an_update_needs_no_room_for_its_log(build_world: BuildWorld) -> None:

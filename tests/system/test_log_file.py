@@ -2,18 +2,14 @@
 
 from __future__ import annotations
 
-import os
 from collections.abc import Callable
-from pathlib import Path
 
 import pytest
-from dbus_next import Variant
-from support.log_file import LIMIT, TRIMMED, after
+from support.log_file import LIMIT, after
 from support.sequence import logs
-from tavrinsim import names
 from tavrinsim.names import PBB
 from tavrinsim.world import World
-from watching import answer, start_pending
+from watching import answer, make_record, start_pending
 
 NOT_OPENED = "[addlog] : logging: Failed to open log file: /var/log/tavrinupdate.log\n"
 
@@ -27,15 +23,6 @@ def answers_to_records(world: World) -> list[str]:
     """What follows each record in the platform log."""
     lines = logs(world)
     return [following for line, following in zip(lines, lines[1:]) if line.startswith("E ")]
-
-
-def make_record(world: World) -> str:
-    """Makes the service write one record; its message."""
-    mark = world.trace.mark()
-    world.fru_reader.announce({"FRUreadComplete": Variant("s", "x")})
-    answer(world)
-    (message,) = errors(world, mark)
-    return message
 
 
 @pytest.fixture
@@ -58,14 +45,6 @@ def test_the_platform_log_alone_gets_the_trace_lines(service: World) -> None:
     assert "Host State" not in service.log()
 
 
-def test_a_message_without_an_end_is_followed_on_the_same_line(world: World) -> None:
-    world.platform.stop()
-    world.start()
-    world.wait_published()
-    assert "[GetPlatformID]: Exception occurred5" in world.log()
-    assert world.log_file.read_bytes() == after(b"", *errors(world))
-
-
 def test_a_restart_goes_on_where_the_file_ends(service: World) -> None:
     first = service.log_file.read_bytes()
     mark = service.trace.mark()
@@ -73,28 +52,6 @@ def test_a_restart_goes_on_where_the_file_ends(service: World) -> None:
     service.client.wait_for_name(pid=process.pid)
     answer(service)
     assert service.log_file.read_bytes() == after(first, *errors(service, mark))
-
-
-@pytest.mark.parametrize("size", [0, 1, 9000, 9100, 9214, 9215, 9216, 20000])
-def test_a_record_that_reaches_the_limit_drops_the_first_kilobyte(
-    pending: World, size: int
-) -> None:
-    before = bytes(ord("a") + i // TRIMMED for i in range(size))
-    pending.log_file.write_bytes(before)
-    message = make_record(pending)
-    expected = before + f"{size} : {message}".encode()
-    assert pending.log_file.read_bytes() == (
-        expected[TRIMMED:] if len(expected) >= LIMIT else expected
-    )
-
-
-def test_the_limit_itself_is_too_much_and_one_byte_less_is_not(pending: World) -> None:
-    record = len(f"9000 : {make_record(pending)}")
-    for size, trimmed in ((LIMIT - record - 1, False), (LIMIT - record, True)):
-        pending.log_file.write_bytes(b"x" * size)
-        make_record(pending)
-        left = size + record - (TRIMMED if trimmed else 0)
-        assert pending.log_file.stat().st_size == left
 
 
 def test_over_a_long_time_the_file_stays_below_its_limit(service: World) -> None:
@@ -105,17 +62,6 @@ def test_over_a_long_time_the_file_stays_below_its_limit(service: World) -> None
     messages = errors(service)
     assert len("".join(messages)) > 2 * LIMIT
     assert service.log_file.read_bytes() == after(b"", *messages)
-
-
-def test_a_long_message_is_cut_in_the_file_only(service: World) -> None:
-    before, mark = service.log_file.read_bytes(), service.trace.mark()
-    fqdd = "PBBCPLD.Embedded" + "x" * 3000
-    assert service.coordinator.request(PBB.object_path(1), fqdd, 1) == 1
-    (message,) = errors(service, mark)
-    assert fqdd in message
-    assert (
-        service.log_file.read_bytes() == before + f"{len(before)} : {message[:1023]}".encode()
-    )
 
 
 def test_text_beyond_ascii_goes_through_unchanged(service: World) -> None:
@@ -140,14 +86,3 @@ def test_a_file_that_is_removed_comes_back(pending: World) -> None:
     pending.log_file.unlink()
     message = make_record(pending)
     assert pending.log() == f"0 : {message}"
-
-
-@pytest.mark.parametrize("make", [os.mkdir, os.mkfifo])
-def test_a_folder_or_a_pipe_in_the_files_place_costs_no_more_than_the_records(
-    world: World, make: Callable[[Path], None]
-) -> None:
-    make(world.log_file)
-    world.start()
-    world.wait_published()
-    assert answers_to_records(world) == [f"L 1/337 {NOT_OPENED}"] * 12
-    assert names.PBB.object_path(1) in world.client.managed_objects()

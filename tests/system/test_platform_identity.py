@@ -1,7 +1,4 @@
-"""The question for the platform's number: answers that are none, late or of another kind.
-
-What a wrong number does to the read of a FLOP stands in `test_version_reading.py`.
-"""
+"""The question for the platform's number: answers that are none, late or of another kind."""
 
 from __future__ import annotations
 
@@ -40,8 +37,12 @@ def flop_read() -> list[str]:
 
 @pytest.mark.parametrize(
     "answer",
-    [Reply("s", "4"), Reply("a{sv}", {"PlatformID": Variant("i", 4)}), Departure(), Silence()],
-    ids=["text", "dictionary", "departure", "silence"],
+    [
+        *(Reply(), Reply("s", "4"), Reply("i", 4)),
+        *(Reply("a{sv}", {"PlatformID": Variant("i", 4)}), Departure(), Silence()),
+        Failure("org.example.Error.Busy", "later"),
+    ],
+    ids=["nothing", "text", "number", "dictionary", "departure", "silence", "error"],
 )
 def test_no_answer_and_one_without_a_variant_are_exceptions(
     world: World, answer: Answer
@@ -63,6 +64,8 @@ def test_no_answer_and_one_without_a_variant_are_exceptions(
         Variant("b", True),
         Variant("ai", [4]),
         Variant("v", Variant("i", 4)),
+        Variant("s", "4"),
+        Variant("u", 4),
     ],
     ids=lambda value: value.signature,
 )
@@ -73,6 +76,21 @@ def test_a_value_of_another_type_is_no_number_and_no_exception(
     world.start()
     world.wait_published()
     assert asking(world) == [ASKED, ANSWERED, UNKNOWN, *flop_read()]
+
+
+def test_no_platform_has_the_number_0(world: World) -> None:
+    world.become_platform(0)
+    world.start()
+    world.wait_published()
+    assert asking(world) == [ASKED, ANSWERED, UNKNOWN, *flop_read()]
+
+
+@pytest.mark.parametrize("number", [-1, 4, 5, 2147483647])
+def test_any_other_number_is_a_platform(world: World, number: int) -> None:
+    world.become_platform(number)
+    world.start()
+    world.wait_published()
+    assert asking(world) == [ASKED, ANSWERED, *flop_read()]
 
 
 def test_a_late_answer_is_waited_for(world: World) -> None:

@@ -156,6 +156,24 @@ def test_another_state_is_only_logged(watching: World, state: str) -> None:
     assert watching.board.hold_line == 1
 
 
+def test_a_line_that_cannot_be_released_is_told(watching: World) -> None:
+    watching.board.hold_line = 1
+    watching.board.faults.hal_writes((-1, 5), (3, 110))
+    mark = watching.trace.mark()
+    watching.host_state.change("S5OnPending")
+    assert heard(watching, mark) == [
+        *read("S5OnPending"),
+        *hold.begun(),
+        hold.written(-1, 5),
+        hold.failed(-1, "Input/output error"),
+        hold.written(3, 110),
+        hold.failed(3, "Connection timed out"),
+        *hold.released(),
+        f"E {CALLBACK} : Failed to clear the host off bit\n",
+    ]
+    assert watching.board.hold_line == 1
+
+
 ODD = f"E {CALLBACK} : exception: {NO_ALTERNATIVE}\n"
 
 

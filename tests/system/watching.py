@@ -6,6 +6,7 @@ import re
 from pathlib import Path
 from typing import Any
 
+from dbus_next import Variant
 from expected import start
 from support.sequence import job_sequence, logs, sequence
 from tavrinsim import names
@@ -52,6 +53,14 @@ def said(world: World, mark: int) -> list[str]:
     """The log lines about everything that the service was sent since `mark`."""
     answer(world)
     return logs(world, mark)
+
+
+def make_record(world: World) -> str:
+    """Has the service write one record to its log file; its message."""
+    mark = world.trace.mark()
+    world.fru_reader.announce({"FRUreadComplete": Variant("s", "x")})
+    (message,) = [line[2:] for line in said(world, mark) if line.startswith("E ")]
+    return message
 
 
 def fru_errors(world: World) -> list[str]:

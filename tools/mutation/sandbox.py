@@ -24,7 +24,7 @@ SYSTEM_SECONDS = 600
 # first. The others follow.
 CLOSEST = {
     "auth": ("test_signature", "test_refusals"),
-    "hw": ("test_port", "test_version", "test_hold", "test_transfer", "test_power"),
+    "hw": ("test_port", "test_version", "test_power"),
     "inventory": ("test_publication", "test_start", "test_properties"),
     "log": ("test_log_file", "test_start"),
     "main": ("test_start", "test_process_end", "test_publication"),

@@ -18,11 +18,6 @@ def configuration(found: bool = True) -> str:
     return f"call hal.read_config({LINE}) = {found}"
 
 
-def absent() -> Lines:
-    """There is no configuration, once more."""
-    return [configuration(False), "L 2/273 [WriteIOBit]: ERROR, halData is NULL"]
-
-
 def written(status: int = 0, errno: int = 0) -> str:
     """The bit is written."""
     return f"call hal.write_bit({LINE}, 0) = {{'status': {status}, 'errno': {errno}}}"
@@ -47,16 +42,6 @@ def released() -> Lines:
         f"call hal.has_interrupt({LINE}) = False",
         f"call hal.destroy({LINE})",
         f"L 5/273 [~HAL_cfgdata]: Deleted halData for [{LINE}]",
-    ]
-
-
-def released_with_interrupt(status: int) -> Lines:
-    """The same for an object that carries an interrupt callback."""
-    return [
-        f"call hal.has_interrupt({LINE}) = True",
-        f"call hal.unregister_interrupt({LINE}) = {status}",
-        f"L 5/273 [~HAL_cfgdata]: UnregisterInterruptCallback for [{LINE}], ret= {status}",
-        *released()[1:],
     ]
 
 

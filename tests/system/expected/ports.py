@@ -56,6 +56,17 @@ def failed_write(
     return [line for i in tries for line in failed_attempt(device, i, *how)]
 
 
+def write_failed(device: Device, value: int, errno: int, text: str) -> Lines:
+    """Three attempts at a write to the port's register, and the words about it."""
+    if device.kind.name == "flop":
+        tried = failed_write(device, 0x08, value, errno, text)
+        words = f"E {FLOP}:read failed for HIP_SW_EN_REG \n"
+    else:
+        tried = failed_write(device, 0x04, value, errno, text)
+        words = f"E {LOCKED} : I2CError: Unable to write HIP_SW_EN register\n"
+    return [*tried, words, f"close {device.name}"]
+
+
 def paths(device: Device, count: int) -> list[str]:
     """The paths of all devices of the kind."""
     return [f"/dev/i2c-sim-{device.kind.name}{i}" for i in range(count)]
