@@ -63,14 +63,6 @@ def sign(data: bytes, key: ec.EllipticCurvePrivateKey) -> bytes:
     return with_signature(data, *signature(data, key))
 
 
-def sign_with_short_r(data: bytes, key: ec.EllipticCurvePrivateKey) -> bytes:
-    """As `sign`, with an r that begins with a zero byte (about 256 attempts)."""
-    while True:
-        r, s = signature(data, key)
-        if r.bit_length() <= 8 * (NUMBER_SIZE - 1):
-            return with_signature(data, r, s)
-
-
 def make(
     kind: str,
     version: str | Version,

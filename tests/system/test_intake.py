@@ -155,18 +155,6 @@ def test_what_the_coordinator_writes_is_never_taken_for_a_format(shared_service:
     ]
 
 
-def test_a_call_with_other_arguments_is_an_error_reply_and_no_job(
-    shared_service: World,
-) -> None:
-    start = shared_service.trace.mark()
-    path = PBB.object_path(1)
-    arguments = ("CompFirmwareUpdate", "ss", "PBBCPLD.Embedded.1", "1")
-    with pytest.raises(BusError) as error:
-        shared_service.client.call(names.SERVICE, path, names.COMP_UPDATE, *arguments)
-    assert error.value.name == INVALID_ARGS
-    assert job_sequence(shared_service, start) == []
-
-
 def test_a_component_number_of_another_kind_chooses_keys_and_port_but_not_the_device(
     service: World,
 ) -> None:

@@ -1,15 +1,20 @@
-"""The shape of what the service serves: members, order, types, access, announcements."""
+"""What the service serves, as introspection, the installed files and its bus library tell it."""
 
 from __future__ import annotations
 
 import subprocess
+from itertools import groupby
+from pathlib import Path
+from typing import cast
 from xml.etree import ElementTree
 
 import pytest
+from conftest import BuildWorld, FindDouble
 from expected import interfaces
 from support.sequence import job_sequence
 from tavrinsim import names
 from tavrinsim.connection import BusError
+from tavrinsim.names import FLOP, PBB
 from tavrinsim.world import World
 
 EMITS = "org.freedesktop.DBus.Property.EmitsChangedSignal"
@@ -136,3 +141,105 @@ def test_an_unknown_method_is_answered_as_such(shared_service: World) -> None:
     with pytest.raises(BusError) as refusal:
         shared_service.client.call(names.SERVICE, PATHS[1], names.COMP_UPDATE, "Erase")
     assert refusal.value.name == "org.freedesktop.DBus.Error.UnknownMethod"
+
+
+# -- the installed introspection XML ---------------------------------------------------
+
+
+# Tag, attributes, and the same of all that is inside, in order.
+Tree = tuple[str, dict[str, str], list["Tree"]]
+
+
+def tree(element: ElementTree.Element) -> Tree:
+    """All that an element says but the names of arguments, which the service keeps to itself."""
+    attributes = dict(element.attrib)
+    if element.tag == "arg":
+        attributes.pop("name", None)
+    return (element.tag, attributes, [tree(inner) for inner in element])
+
+
+@pytest.fixture
+def introspected(shared_service: World) -> dict[str, Tree]:
+    """The interfaces of a CPLD's object by name, as it tells them."""
+    answer = shared_service.client.introspect(names.PBB.object_path(1))
+    found = ElementTree.fromstring(answer).iter("interface")
+    return {interface.get("name", ""): tree(interface) for interface in found}
+
+
+@pytest.mark.parametrize("name", interfaces.ALL)
+def test_a_file_says_what_the_service_answers(
+    introspected: dict[str, Tree], binary: Path, name: str
+) -> None:
+    file = binary.parent / "interfaces" / f"{name}.xml"
+    (described,) = ElementTree.parse(file).getroot()
+    assert tree(described) == introspected[name]
+
+
+def test_arguments_have_the_names_of_the_definition(binary: Path) -> None:
+    file = binary.parent / "interfaces" / f"{names.COMP_UPDATE}.xml"
+    method = ElementTree.parse(file).find(".//method[@name='CompFirmwareUpdate']")
+    assert method is not None
+    assert [(a.get("name"), a.get("direction")) for a in method.iter("arg")] == [
+        ("fqdd", "in"),
+        ("transactionId", "in"),
+        ("result", "out"),
+    ]
+
+
+# -- what the bus library is given: flags and order, which introspection does not tell -
+
+
+# The bus library's flags.
+UNPRIVILEGED, CONST, EMITS_CHANGE = 4, 16, 32
+
+# Each on one line, so that grep finds it.
+UPDATE = "com.vexa.bevon.cmnupdate.comp_update"
+REGISTRATION = "com.vexa.bevon.cmnupdate.comp_mprop_dri_registration"
+BASE_INVENTORY = "com.vexa.bevon.inventory.BaseSwInventory"
+TAVRIN_INVENTORY = "com.vexa.bevon.inventory.TavrinInventory"
+
+Served = list[tuple[str, str, list[str]]]
+
+
+@pytest.fixture(scope="module")
+def served(build_shared_world: BuildWorld, find_double: FindDouble) -> Served:
+    """Path, interface and entries, in the order in which they were added."""
+    world: World = build_shared_world(counts={"pbb": 1, "pdb": 0, "flop": 1})
+    world.start(preload=[find_double("telling_vtables")])
+    world.wait_published()
+    lines = [line for line in world.output.read_text().splitlines() if line[:7] == "served "]
+    entries = [line.split(" ", 3)[1:] for line in lines]
+    grouped = groupby(entries, key=lambda entry: (entry[0], entry[1]))
+    return [(*place, [entry[2] for entry in group]) for place, group in grouped]
+
+
+def test_the_anchors_interfaces_come_first_and_those_of_a_cpld_in_their_own_order(
+    served: Served,
+) -> None:
+    of_a_cpld = [REGISTRATION, UPDATE, BASE_INVENTORY, TAVRIN_INVENTORY]
+    assert [(path, interface) for path, interface, _ in served] == [
+        *(
+            ("/com/vexa/bevon/dummy", interface)
+            for interface in (UPDATE, REGISTRATION, BASE_INVENTORY, TAVRIN_INVENTORY)
+        ),
+        *((PBB.object_path(1), interface) for interface in of_a_cpld),
+        *((FLOP.object_path(1), interface) for interface in of_a_cpld),
+    ]
+
+
+@pytest.mark.parametrize("interface", interfaces.ALL)
+def test_every_member_has_exactly_its_flags(served: Served, interface: str) -> None:
+    entries = [entries for _, name, entries in served if name == interface]
+    assert len(entries) == 3
+    for each in entries:
+        assert each == ["< 0", *map(entry, interfaces.ALL[interface]), "> 0"]
+
+
+def entry(member: interfaces.Method | interfaces.Property) -> str:
+    """A member of `expected.interfaces` as the bus library gets it."""
+    if len(member) == 3:
+        return f"M {UNPRIVILEGED} {' '.join(member)}"
+    name, signature, access, announced = cast(interfaces.Property, member)
+    if access == "readwrite":
+        return f"W {UNPRIVILEGED} {name} {signature}"
+    return f"P {CONST if announced == 'const' else EMITS_CHANGE} {name} {signature}"

@@ -144,14 +144,6 @@ def test_what_is_no_exception_of_a_known_kind_is_not_caught(
     assert EXITING not in logs(world)
 
 
-def test_a_list_shorter_than_its_count_stops_the_process(world: World) -> None:
-    paths = [world.board.device("pbb").path]
-    world.board.faults.parser(world.board.device("pbb").kind, count=2, paths=paths)
-    assert world.start().wait() == -signal.SIGABRT
-    opened = world.trace.select(what="open")
-    assert [line["device"] for line in opened] == ["PBB_PLD[0]"]
-
-
 @pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGINT])
 def test_a_signal_ends_the_service_at_once(service: World, number: int) -> None:
     before, mark = service.log(), service.trace.mark()

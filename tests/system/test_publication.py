@@ -100,17 +100,6 @@ def test_the_inventory_is_kept_for_each_kind_apart(world: World) -> None:
     }
 
 
-def test_a_failed_query_publishes_the_cpld_without_it(world: World) -> None:
-    world.board.faults.versions(PDB, status=-17)
-    world.start()
-    world.wait_published()
-    assert asked_about(world, PDB) == [
-        *software.not_told(PDB, 1, "1.0.0", -17),
-        start.object_registered(PDB, 1),
-    ]
-    assert shown(world, PDB, 1, names.BASE_INVENTORY)["Sha256String"] == ""
-
-
 def test_a_failed_query_keeps_what_the_instance_before_it_left(world: World) -> None:
     world.board.software(PBB, **asdict(FULL))
     world.board.faults.versions(PBB, status=3, after=1, times=1)
@@ -118,16 +107,6 @@ def test_a_failed_query_keeps_what_the_instance_before_it_left(world: World) -> 
     world.wait_published()
     assert shown(world, PBB, 2, names.BASE_INVENTORY)["Sha256String"] == SHA256
     assert shown(world, PBB, 2, names.BASE_INVENTORY)["InstallationDate"] == FULL.change_value
-
-
-def test_without_memory_nothing_is_asked_and_the_hash_is_empty(world: World) -> None:
-    world.board.software(PBB, **asdict(FULL))
-    world.board.faults.allocation(after=1, times=1)  # of the second PBB
-    world.start()
-    world.wait_published()
-    assert asked_about(world, PBB) == ["call sm.alloc_mem", start.object_registered(PBB, 2)]
-    assert shown(world, PBB, 1, names.BASE_INVENTORY)["Sha256String"] == SHA256
-    assert shown(world, PBB, 2, names.BASE_INVENTORY)["Sha256String"] == ""
 
 
 def test_ten_cplds_of_a_kind_are_told_apart(build_world: Callable[..., World]) -> None:

@@ -2,7 +2,10 @@
 
 from __future__ import annotations
 
+import subprocess
 import time
+from collections.abc import Iterator
+from contextlib import contextmanager
 
 import pytest
 from conftest import FindDouble
@@ -14,15 +17,18 @@ from support.jobs import (
     break_library,
     connections,
     followed,
+    put_back,
+    run_job,
     send_without_coordinator,
     update,
     wait_until,
 )
 from tavrinsim import names
-from tavrinsim.answers import Answer, Departure, Failure, Held, Latch, Reply, Silence
+from tavrinsim.answers import Answer, Departure, Failure, Held, Latch, Reply
 from tavrinsim.coordinator import STATUS, Job
 from tavrinsim.names import PBB
 from tavrinsim.world import World
+from watching import IMPATIENT
 
 NO_OWNER = (
     "org.freedesktop.DBus.Error.ServiceUnknown",
@@ -144,25 +150,6 @@ def test_a_coordinator_that_leaves_with_a_report_in_its_hands_is_logged(service:
     assert errors == [line[2:] for line in (*left, *absent)]
 
 
-def test_a_coordinator_that_never_answers_costs_the_bus_time_out_for_each_report(
-    world: World,
-) -> None:
-    # The bus library's own variable; 25 s where it is not set.
-    world.start(environment={"SYSTEMD_BUS_TIMEOUT": "2s"})
-    world.wait_published()
-    world.coordinator.always(STATUS, Silence())
-    break_library(world)
-    done = update(world, "pbb")
-    failure = reports.failure(
-        -110,
-        "Connection timed out",
-        "org.freedesktop.DBus.Error.Timeout",
-        "Connection timed out",
-    )
-    assert done.result == 0
-    assert done.steps == with_failures(short(world, done.job), failure)
-
-
 def test_without_a_bus_for_reports_an_update_runs_to_its_end(service: World) -> None:
     (service.folder / "bus" / "socket").unlink()
     done = update(service, "pbb")
@@ -217,3 +204,50 @@ def test_a_report_waits_for_its_answer_as_long_as_the_bus_does_by_default(
     asked = [words[2] for words in lines if words[:2] == ["asks", STATUS]]
     assert asked == ["25000000"] * len(done.reports)
     assert asked
+
+
+# -- a coordinator that owns its name and never says a word ----------------------------
+
+
+SENT = "> cmnfwupd_fw_update_status("
+UNANSWERED = reports.failure(
+    -110,
+    "Connection timed out",
+    "org.freedesktop.DBus.Error.Timeout",
+    "Connection timed out",
+)
+
+
+@contextmanager
+def black_hole(world: World, *options: str) -> Iterator[None]:
+    """Takes the coordinator's place: takes every call, or not even that, and answers none."""
+    world.coordinator.stop()
+    command = ["dbus-test-tool", "black-hole", "--system", f"--name={names.COORDINATOR}"]
+    environment = {**world.bus.environment(), "PATH": "/usr/bin"}
+    with subprocess.Popen([*command, *options], env=environment) as process:
+        try:
+            world.client.wait_for_name(names.COORDINATOR)
+            yield
+        finally:
+            process.terminate()
+
+
+@pytest.mark.parametrize("options", [[], ["--no-read"]], ids=["taking all", "not even reading"])
+def test_a_silent_coordinator_changes_nothing_of_an_update_but_its_length(
+    world: World, options: list[str]
+) -> None:
+    world.start(environment=IMPATIENT)
+    world.wait_published()
+    world.board.faults.programming(percents=[50, 100], step_delay_ms=0)
+    job = world.job("PBBCPLD.Embedded.1", world.payload("pbb", "2.3.4"))
+    heard = run_job(world, job)
+    put_back(world)
+    world.board.faults.programming(percents=[50, 100], step_delay_ms=0)
+    with black_hole(world, *options):
+        unheard = send_without_coordinator(world, job)
+    told = [step for step in heard.steps if step.startswith(SENT)]
+    assert [step for step in unheard.steps if step in UNANSWERED] == UNANSWERED * len(told)
+    course = [step for step in heard.steps if not step.startswith(SENT)]
+    assert [step for step in unheard.steps if step not in UNANSWERED] == course
+    assert (unheard.result, world.board.device("pbb").version) == (0, "2.3.4")
+    assert len(told) == 4

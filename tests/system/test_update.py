@@ -1,16 +1,19 @@
-"""An update that goes well, from the coordinator's first write to the library's last line."""
+"""A healthy update, end to end, and what nobody does meanwhile."""
 
 from __future__ import annotations
 
 import pytest
-from expected import intake, ports, worker
+from dbus_next import Variant
+from expected import intake, interfaces, ports, worker
 from support.jobs import HEALTHY, followed, run, scan_blocked, unmark, update, wait_until
 from support.sequence import coordinator_traffic
 from tavrinsim import names
 from tavrinsim.answers import Latch
 from tavrinsim.job import Report
 from tavrinsim.names import split_fqdd
+from tavrinsim.trace import Line
 from tavrinsim.world import World
+from watching import answer, wait_for_calls
 
 COUNTS = {"pbb": 2, "pdb": 1, "flop": 1}
 
@@ -18,8 +21,8 @@ COUNTS = {"pbb": 2, "pdb": 1, "flop": 1}
 def inventory(world: World) -> dict[str, str]:
     """The versions that the objects of all CPLDs publish."""
     shown = {}
-    for path, interfaces in world.client.managed_objects().items():
-        properties = interfaces[names.TAVRIN_INVENTORY]
+    for path, objects in world.client.managed_objects().items():
+        properties = objects[names.TAVRIN_INVENTORY]
         shown[path.rpartition("/")[2]] = properties["InstalledVersionString"].value
     return shown
 
@@ -135,3 +138,62 @@ def test_one_update_follows_another(service: World) -> None:
     assert [outcome.progress[-1] for outcome in done] == [(28, 100)] * 3
     versions = [device.version for device in service.board.devices]
     assert versions == ["2.3.4", "1.0.0", "2.3.4", "2.3.4"]  # the second PBB had no job
+
+
+# -- what is asked for meanwhile -------------------------------------------------------
+
+
+HANDS = ("open", "transfer", "close")
+
+
+def ask_for_everything(world: World) -> None:
+    """All that may reach the service while it updates."""
+    for path in world.client.managed_objects():
+        for interface in interfaces.ALL:
+            world.client.get_all(path, interface)
+        world.client.set(path, names.COMP_UPDATE, "Timeout", Variant("u", 60))
+    for device in world.board.devices:
+        directory = world.payload(device.kind.name, "9.9.9")
+        assert run(world, device.fqdd, directory).result == 1
+    for complete in (False, True):
+        world.fru_reader.complete(complete)
+    for state in ("On", "S5OnPending"):
+        world.host_state.change(state)
+    world.coordinator.ask_for_registrations()
+    wait_for_calls(world, 8)
+    answer(world)
+
+
+def between(world: World, begin: str, end: str) -> list[Line]:
+    """The trace between two of the programming library's lines."""
+    calls = ["cpldfwupdate." + name for name in (begin, end)]
+    lines = world.trace.lines()
+    first, last = (
+        next(place for place, line in enumerate(lines) if line.get("name") == call)
+        for call in calls
+    )
+    return lines[first : last + 1]
+
+
+@pytest.mark.parametrize("kind", names.KINDS)
+def test_nothing_touches_a_cpld_while_one_is_programmed(service: World, kind: str) -> None:
+    wait_for_calls(service, 4)
+    gate = service.board.faults.gate()
+    service.board.faults.programming(pause_at=5, gate=gate)
+    job = service.job(service.board.device(kind).fqdd, service.payload(kind, "2.3.4"))
+    with followed(service, job) as done:
+        assert service.coordinator.update(job) == 0
+        gate.wait_reached()
+        assert service.board.hold_line == 1
+        ask_for_everything(service)
+        # The hold line is no CPLD: a pending power-on releases it, with half an image in the CPLD.
+        assert service.board.hold_line == 0
+        assert service.board.device(kind).image_state == "writing"
+        gate.open()
+    assert done.progress[-1] == (28, 100)
+    programming = between(service, "construct", "finish")
+    # What was asked for came in this time, and left no trace on any device.
+    assert [line for line in programming if line.get("member") == "cmnupdateregsignal"] != []
+    assert [line for line in programming if line["what"] in HANDS] == []
+    events = {line["event"] for line in programming if line["what"] == "device"}
+    assert events == {"erased", "complete"}

@@ -49,13 +49,6 @@ def test_the_layout_is_header_image_signature() -> None:
     assert contents[124:-96] == bytes(Image(FLOP, "1.2.3", body))
 
 
-def test_a_short_r_begins_with_zero_and_verifies(ring: KeyRing) -> None:
-    name = ("flop", "default")
-    contents = payload.sign_with_short_r(b"x" * 200, ring.private[name])
-    assert contents[-96] == 0
-    verify(contents, ring.file(name))
-
-
 @pytest.mark.parametrize("offset", [0, 88, 130, -1, -96])
 def test_a_flipped_bit_does_not_verify(ring: KeyRing, offset: int) -> None:
     name = ("i2cpld", "arev")

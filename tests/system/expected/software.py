@@ -82,18 +82,6 @@ def versions_asked(record: Record, status: int = 0) -> Lines:
     return [f"call sipl.get_available_versions({arguments}) = {status}"]
 
 
-def not_told(kind: Kind, number: int, version: str, status: int) -> Lines:
-    """The inventory does not answer."""
-    return [
-        *described(kind, number, version),
-        *versions_asked(Record(kind, number, version), status),
-        f"T {TAG}: curr_ver:[] prev_ver:[] SHA256:[]\n",
-        f"E {TAG}: SIPLGetAvailableVersions failed swiLibStatus {status}\n",
-        f"E {TAG}: could not get available fw versions.\n",
-        "call sm.free_mem",
-    ]
-
-
 def told(kind: Kind, number: int, version: str, known: Known = Known()) -> Lines:
     """The inventory answers; whether the version changed is asked as well."""
     record = Record(kind, number, version)

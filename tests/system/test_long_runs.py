@@ -1,10 +1,13 @@
-"""A spread of the fault sweep: every class of faults, at a few of the places that it can strike."""
+"""The long runs of tools/stress in their short forms: sweep, soak, hostile callers."""
 
 from __future__ import annotations
 
+import os
 from pathlib import Path
 
 import pytest
+from reliability.bus_calls.campaign import campaign
+from reliability.soak.life import EARLY, live
 from reliability.sweep import catalogue, checks
 from reliability.sweep.course import Course
 from reliability.sweep.operations import Injection, operations
@@ -12,6 +15,8 @@ from reliability.sweep.runner import Plan, Share, work
 from reliability.sweep.station import Station
 from support import sanitizers
 from tavrinsim.job import FAILED, IN_PROGRESS, SUCCEEDED, Report
+
+# -- the fault sweep: every class of faults, at a few of the places that it can strike -
 
 
 @pytest.fixture
@@ -77,3 +82,29 @@ def test_the_sweep_sees_an_end_that_the_entry_knows_nothing_of() -> None:
         "the process ended with status -6",
         "the process ended without its words: []",
     ]
+
+
+# -- a day of signals ------------------------------------------------------------------
+
+
+def test_a_day_of_signals_and_some_updates_leave_nothing_behind(binary: Path) -> None:
+    life = live(binary, EARLY + 3, with_day=True)
+    assert life.violations == []
+    assert (life.updates, life.passes) == (EARLY + 3, 145)
+
+
+# -- calls of every kind to everything that is on the bus ------------------------------
+
+
+COUNT = 1000
+
+
+@pytest.mark.parametrize("user", ["root", "nobody"])
+def test_no_call_ends_the_service_or_stays_without_an_answer(binary: Path, user: str) -> None:
+    if os.geteuid() != 0:
+        pytest.skip("only root can call as another user")
+    result = campaign(binary, user, seed=1, count=COUNT)
+    assert result.violations == []
+    assert result.answers["methods"] > 50
+    assert result.answers["properties"] > 200
+    assert sum(result.answers["members"].values()) == COUNT
