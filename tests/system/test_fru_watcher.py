@@ -182,7 +182,8 @@ POWER_STATE = "[internalPowerStateSignalCallback] : Message error\n"
 def test_a_broken_signal_is_one_line_and_changes_nothing(
     world: World, find_double: FindDouble
 ) -> None:
-    mark = start_pending(world, preload=[find_double("broken_messages")])
+    breaks = {"BUS_LIBRARY": "breaks signals"}
+    mark = start_pending(world, preload=[find_double("bus_library")], environment=breaks)
     world.fru_reader.complete()
     assert said(world, mark) == [f"E {FRU_READ}"]
     world.fru_reader.announce({"Other": Variant("b", True)})

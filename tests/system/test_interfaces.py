@@ -205,7 +205,8 @@ Served = list[tuple[str, str, list[str]]]
 def served(build_shared_world: BuildWorld, find_double: FindDouble) -> Served:
     """Path, interface and entries, in the order in which they were added."""
     world: World = build_shared_world(counts={"pbb": 1, "pdb": 0, "flop": 1})
-    world.start(preload=[find_double("telling_vtables")])
+    tells = {"BUS_LIBRARY": "tells vtables"}
+    world.start(preload=[find_double("bus_library")], environment=tells)
     world.wait_published()
     lines = [line for line in world.output.read_text().splitlines() if line[:7] == "served "]
     entries = [line.split(" ", 3)[1:] for line in lines]

@@ -130,7 +130,8 @@ JOB_ID = (PBB.object_path(1), names.COMP_UPDATE, "Jobid")
 def crowded(build_shared_world: BuildWorld, find_double: FindDouble) -> World:
     """A service with as many CPLDs as there can be, and with little room for what it sends."""
     world = build_shared_world(counts=MANY, monitored=False)
-    world.start(preload=[find_double("small_buffers")])
+    small = {"C_LIBRARY": "small buffers"}
+    world.start(preload=[find_double("c_library")], environment=small)
     world.client.wait_for_name(timeout=60)
     return world
 

@@ -28,7 +28,7 @@ def begin_to_end(
     world: World, find_double: FindDouble, how: str, thrown: str = "boost"
 ) -> ServiceProcess:
     """Starts a service whose loop ends."""
-    double = find_double("ending_loop")
+    double = find_double("throwing")
     return world.start(preload=[double], environment={"LOOP": how, "THROWN": thrown})
 
 

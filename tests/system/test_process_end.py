@@ -74,8 +74,8 @@ def test_a_running_registration_is_not_waited_for(world: World) -> None:
 def test_an_interface_that_cannot_be_added_ends_the_service(
     world: World, find_double: FindDouble, interface: int
 ) -> None:
-    refusal = {"REFUSED": "sd_bus_add_object_vtable", "REFUSED_CALL": str(interface)}
-    process = world.start(preload=[find_double("refusing_bus")], environment=refusal)
+    refusal = {"BUS_LIBRARY": "refuses", "REFUSED": "sd_bus_add_object_vtable", "REFUSED_CALL": str(interface)}
+    process = world.start(preload=[find_double("bus_library")], environment=refusal)
     assert process.wait() == 0
     error = f"[main] : DBus Exception: sd_bus_add_object_vtable: {NO_MEMORY}\n"
     assert logs(world) == [f"E {error}", EXITING]
@@ -107,8 +107,8 @@ def test_a_subscription_that_cannot_be_made_ends_the_service(
     build_world: BuildWorld, find_double: FindDouble, rule: str, before: list[str]
 ) -> None:
     world = build_world(counts={"pbb": 0, "pdb": 0, "flop": 0}, fru_complete=False)
-    refusal = {"REFUSED_RULE": rule}
-    process = world.start(preload=[find_double("refusing_bus")], environment=refusal)
+    refusal = {"BUS_LIBRARY": "refuses", "REFUSED_RULE": rule}
+    process = world.start(preload=[find_double("bus_library")], environment=refusal)
     assert process.wait() == 0
     error = f"E [main] : DBus Exception: sd_bus_match: {NO_MEMORY}\n"
     expected = [*before, DESTROYED, error, EXITING]
@@ -121,7 +121,7 @@ def test_each_kind_of_exception_has_its_line(
     world: World, find_double: FindDouble, thrown: str, line: str
 ) -> None:
     process = world.start(
-        preload=[find_double("throwing_parser")], environment={"THROWN": thrown}
+        preload=[find_double("throwing")], environment={"LOOP": "whole", "THROWN": thrown}
     )
     assert process.wait() == 0
     assert logs(world) == [
@@ -138,8 +138,8 @@ def test_each_kind_of_exception_has_its_line(
 def test_what_is_no_exception_of_a_known_kind_is_not_caught(
     world: World, find_double: FindDouble
 ) -> None:
-    double = find_double("throwing_parser")
-    process = world.start(preload=[double], environment={"THROWN": "number"})
+    double = find_double("throwing")
+    process = world.start(preload=[double], environment={"LOOP": "whole", "THROWN": "number"})
     assert process.wait() == -signal.SIGABRT
     assert EXITING not in logs(world)
 

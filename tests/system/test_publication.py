@@ -152,8 +152,8 @@ def test_a_name_that_its_owner_keeps_is_an_error_and_nothing_is_published(
 
 def start_refusing(world: World, double: FindDouble, function: str, call: int) -> None:
     """Starts the service with one call of its bus library refused; the FRU read is over."""
-    refusal = {"REFUSED": function, "REFUSED_CALL": str(call)}
-    world.start(preload=[double("refusing_bus")], environment=refusal)
+    refusal = {"BUS_LIBRARY": "refuses", "REFUSED": function, "REFUSED_CALL": str(call)}
+    world.start(preload=[double("bus_library")], environment=refusal)
     world.trace.wait_for(what="log", text=start.fru_read_watched()[-1][2:])
 
 

@@ -23,8 +23,8 @@ REFUSED = "Resource temporarily unavailable\n"
 def refuse(double: FindDouble, thread: int) -> dict[str, Any]:
     """How a service is started that gets all threads but this one, counted from 1."""
     return {
-        "preload": [double("refusing_threads")],
-        "environment": {"REFUSED_THREAD": str(thread)},
+        "preload": [double("c_library")],
+        "environment": {"C_LIBRARY": "refuses threads", "REFUSED_THREAD": str(thread)},
     }
 
 

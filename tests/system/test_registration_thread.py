@@ -18,8 +18,8 @@ NO_MEMORY = "sd bus open failed: Cannot allocate memory\n"
 
 def start_refusing(world: World, double: FindDouble, function: str, call: int) -> None:
     """Starts the service with one call of its bus library refused."""
-    refusal = {"REFUSED": function, "REFUSED_CALL": str(call)}
-    world.start(preload=[double("refusing_bus")], environment=refusal)
+    refusal = {"BUS_LIBRARY": "refuses", "REFUSED": function, "REFUSED_CALL": str(call)}
+    world.start(preload=[double("bus_library")], environment=refusal)
     world.wait_published()
 
 
@@ -77,7 +77,8 @@ def unanswered(build_shared_world: BuildWorld, find_double: FindDouble) -> World
     """A service whose coordinator takes the first registration and never answers it."""
     world = build_shared_world()
     world.coordinator.once(REGISTER, Silence())
-    world.start(preload=[find_double("telling_waits")], environment=IMPATIENT)
+    tells = {"BUS_LIBRARY": "tells waits"}
+    world.start(preload=[find_double("bus_library")], environment=IMPATIENT | tells)
     return world
 
 
@@ -111,7 +112,10 @@ def test_a_thread_that_loses_its_connection_alone_rests_and_the_service_goes_on(
     world: World, find_double: FindDouble
 ) -> None:
     # Each pause takes a hundredth of its second here.
-    world.start(preload=[find_double("short_pauses"), find_double("lost_connection")])
+    world.start(
+        preload=[find_double("c_library"), find_double("bus_library")],
+        environment={"C_LIBRARY": "short pauses", "BUS_LIBRARY": "loses"},
+    )
     world.wait_registered()
     wait_until(lambda: len(waits(world, at=2)) > 12, "twelve waits on a lost connection")
     # It notices the loss in the first two; from then on there is a pause in each.

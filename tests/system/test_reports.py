@@ -196,7 +196,8 @@ def test_the_service_answers_while_a_report_of_its_worker_is_held(service: World
 def test_a_report_waits_for_its_answer_as_long_as_the_bus_does_by_default(
     world: World, find_double: FindDouble
 ) -> None:
-    world.start(preload=[find_double("telling_waits")])
+    tells = {"BUS_LIBRARY": "tells waits"}
+    world.start(preload=[find_double("bus_library")], environment=tells)
     world.wait_published()
     break_library(world)
     done = update(world, "pbb")

@@ -36,6 +36,9 @@ VERSIONS = {"pbb": ("1.2.3", "1.2.4"), "pdb": ("2.3.4", "2.3.5"), "flop": ("0.0.
 # A neighbour that never answers costs this and not 25 s.
 IMPATIENT = {"SYSTEMD_BUS_TIMEOUT": "5s"}
 
+# Nobody looks at the pauses of so many updates.
+QUICK = {"C_LIBRARY": "short pauses"}
+
 # Longer than the longest operation, in which every report goes unanswered.
 PATIENCE = 60.0
 ANSWER_PATIENCE = 20.0
@@ -58,7 +61,7 @@ class Station:
         self.log_size = 0
         doubles = binary.parent / "tests" / "system" / "doubles"
         self._preload = [
-            doubles / f"lib{name}.so" for name in ("failing_calls", "short_pauses")
+            doubles / f"lib{name}.so" for name in ("failing_calls", "c_library")
         ]
         self._payloads = {
             (kind, turn): self.world.payload(kind, VERSIONS[kind][turn])
@@ -84,7 +87,7 @@ class Station:
         self.world.trace.forget()
         self.world.coordinator.registrations.clear()
         self.world.start(
-            preload=self._preload, environment={**self.calls.environment(), **IMPATIENT}
+            preload=self._preload, environment={**self.calls.environment(), **IMPATIENT, **QUICK}
         )
 
     def settle_start(self) -> Course:

@@ -1,4 +1,4 @@
-"""What the process entry says of an exception, by what doubles/thrown.cpp calls it."""
+"""What the process entry says of an exception, by what doubles/throwing.cpp calls it."""
 
 from __future__ import annotations
 

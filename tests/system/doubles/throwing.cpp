@@ -1,22 +1,30 @@
 /**
  * @file
- * An event loop that ends, as it never does by itself. $LOOP says how:
+ * What the process entry makes of exceptions, of an end that it does not expect, and of a loop that
+ * it cannot have. $THROWN says what is thrown where something is, $LOOP where, and how the loop
+ * ends:
  *
  *     unmade    the loop's epoll instance cannot be created
  *     stopped   the loop is stopped where it would wait for the first time
  *     failed    there an exception leaves it; $THROWN says which
  *     unused    an exception leaves it before it has handled anything
+ *     whole     it goes on; the platform-description parser throws, as no C library should
  */
 
 #include "next_function.hpp"
-#include "thrown.hpp"
+#include "platform/sysinfo.h"
 
 #include <boost/asio/io_context.hpp>
+#include <boost/system/system_error.hpp>
+#include <sdbusplus/exception.hpp>
 #include <sys/epoll.h>
 
 #include <cerrno>
 #include <cstdlib>
+#include <stdexcept>
+#include <string>
 #include <string_view>
+#include <system_error>
 
 namespace
 {
@@ -27,6 +35,46 @@ bool isLoop(std::string_view end)
 {
     const char* wanted = std::getenv("LOOP"); // NOLINT(concurrency-mt-unsafe)
     return wanted != nullptr && wanted == end;
+}
+
+/** A bus error that is a system error as well, as the binding library's own may be. */
+class BusAndSystemError : public sdbusplus::exception::exception, public std::system_error
+{
+  public:
+    BusAndSystemError() : std::system_error(std::make_error_code(std::errc::not_connected)) {}
+
+    const char* name() const noexcept override { return "org.example.Error.Both"; }
+    const char* description() const noexcept override { return "of both kinds"; }
+    const char* what() const noexcept override { return "both"; }
+    int get_errno() const noexcept override { return ENOTCONN; }
+};
+
+[[noreturn]] void throwWanted()
+{
+    const char* wanted = std::getenv("THROWN"); // NOLINT(concurrency-mt-unsafe)
+    const std::string thrown = wanted == nullptr ? "" : wanted;
+    if (thrown == "boost")
+    {
+        const auto code = boost::system::errc::make_error_code(boost::system::errc::io_error);
+        throw boost::system::system_error(code, "loop");
+    }
+    if (thrown == "system")
+    {
+        throw std::system_error(std::make_error_code(std::errc::io_error), "thread");
+    }
+    if (thrown == "bus")
+    {
+        throw sdbusplus::exception::SdBusError(ENOTCONN, "bus");
+    }
+    if (thrown == "bus and system")
+    {
+        throw BusAndSystemError();
+    }
+    if (thrown == "general")
+    {
+        throw std::logic_error("surprise");
+    }
+    throw 1; // of no type that anybody expects
 }
 
 /**
@@ -84,4 +132,14 @@ extern "C"
         events->data.ptr = &last;
         return 1;
     }
+}
+
+int i2c_parse_sysinfo(std::uint32_t node_type, i2c_sysinfo** result)
+{
+    static auto* const next = nextFunction("i2c_parse_sysinfo", &i2c_parse_sysinfo);
+    if (isLoop("whole"))
+    {
+        throwWanted();
+    }
+    return next(node_type, result);
 }
