@@ -8,9 +8,8 @@ from collections.abc import Iterator
 import pytest
 from conftest import BuildWorld, FindDouble
 from dbus_next import Variant
-from reliability.load.comparison import compare
 from reliability.load.crowd import CALLERS, Call, Crowd
-from reliability.load.mixed import mix
+from reliability.load.mixed import compare, mix
 from reliability.load.readers import LONGEST_MS, reading
 from support.jobs import break_library, run_job, threads, wait_until
 from tavrinsim import names

@@ -8,8 +8,8 @@ from pathlib import Path
 
 import pytest
 from conftest import BuildWorld
-from reliability.sudden_ends import points, trial
-from reliability.sudden_ends.steps import STEPS, Found, step_of
+from reliability.sudden_ends import trial
+from reliability.sudden_ends.steps import STEPS, Found, spread, step_of
 from reliability.sudden_ends.worlds import Worlds
 from support.jobs import HEALTHY, update
 from tavrinsim.fault import Gate
@@ -28,7 +28,7 @@ def worlds(binary: Path) -> Iterator[Worlds]:
 
 
 def test_after_a_sudden_end_the_next_update_succeeds(worlds: Worlds) -> None:
-    chosen = points.spread(worlds.count_effects(), ENDS_OF_A_KIND)
+    chosen = spread(worlds.count_effects(), ENDS_OF_A_KIND)
     ends = worlds.run(list(chosen), tick=lambda: None)
     assert [f"{end.point}: {words}" for end in ends for words in end.violations] == []
     assert {end.step for end in ends} == set(range(len(STEPS)))

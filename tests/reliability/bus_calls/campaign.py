@@ -1,4 +1,9 @@
-"""A service under thousands of calls: what has to hold while they come, and when they are over."""
+"""A service under thousands of calls: what has to hold while they come, and when they are over.
+
+They are made up from its introspection: `shape` is what there is, `values` are boundary and random
+values of any type, `calls` right ones and hopelessly wrong ones, and `caller` is a process that makes
+them, as root or as an ordinary user.
+"""
 
 from __future__ import annotations
 
@@ -21,8 +26,7 @@ from tavrinsim import names
 from tavrinsim.job import SUCCEEDED
 from tavrinsim.world import World
 
-from .properties import Properties, State, difference
-from .shape import Shape
+from .shape import Properties, Shape, State, difference
 
 ROOT = "root"
 

@@ -20,9 +20,8 @@ from support.table import Findings
 from tavrinsim.setting import Setting
 from tavrinsim.world import BINARY, World
 
-from .comparison import compare
 from .crowd import CALLERS, Crowd
-from .mixed import mix, storm
+from .mixed import compare, mix, storm
 from .readers import CLIENTS, LONGEST_MS, P99_MS, Waits
 
 Act = Callable[[World, argparse.Namespace, Findings], None]

@@ -19,8 +19,7 @@ from support import sanitizers
 from support.table import Findings
 from tavrinsim.world import BINARY
 
-from .day import MINUTES, REGISTRATIONS
-from .life import EARLY, TOLERATED_KIB, Life, live
+from .life import EARLY, MINUTES, REGISTRATIONS, TOLERATED_KIB, Life, live
 
 
 def main() -> int:

@@ -15,8 +15,6 @@ from tavrinsim import names
 from tavrinsim.job import IN_PROGRESS, SUCCEEDED, Job
 from tavrinsim.world import World
 
-from .day import Day
-
 # The service is as it will be for good when it has done this many updates: its threads' memory
 # pools exist, its buffers have their size.
 EARLY = 10
@@ -152,3 +150,34 @@ class _Run:
                 "nothing left",
                 timeout=5,
             )
+
+
+# -- a day's signals -------------------------------------------------------------------
+
+
+MINUTES = 24 * 60
+MINUTES_BETWEEN_REGISTRATIONS = 10
+REGISTRATIONS = MINUTES // MINUTES_BETWEEN_REGISTRATIONS
+
+PENDING = "xyz.openbmc_project.Control.Host.InternalPowerState.S5OnPending"
+STATES = ("On", "S5", PENDING, "S5ToOn")
+
+
+class Day:
+    """One day told to one service, spread evenly over a number of updates."""
+
+    def __init__(self, world: World, updates: int) -> None:
+        self._world = world
+        self._updates = updates
+        self._minute = 0
+        self.wishes = 0  # for registration, sent so far
+
+    def go_on(self, done: int) -> None:
+        """Sends what belongs to the time until `done` of the updates are done."""
+        until = MINUTES * done // self._updates
+        for minute in range(self._minute, until):
+            self._world.host_state.change(STATES[minute % len(STATES)])
+            if minute % MINUTES_BETWEEN_REGISTRATIONS == 0:
+                self._world.coordinator.ask_for_registrations()
+                self.wishes += 1
+        self._minute = until

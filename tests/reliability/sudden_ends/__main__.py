@@ -21,8 +21,7 @@ from support.table import Findings
 from tavrinsim.names import KINDS
 from tavrinsim.world import BINARY
 
-from . import points
-from .steps import STEPS
+from .steps import STEPS, every, spread
 from .trial import Finding
 from .worlds import Worlds
 
@@ -54,9 +53,9 @@ def _ends(binary: Path, options: argparse.Namespace) -> list[Finding]:
     columns = (BarColumn(), MofNCompleteColumn(), "sudden ends", TimeRemainingColumn())
     with closing(Worlds(binary, options.worlds)) as worlds, Progress(*columns) as progress:
         effects = worlds.count_effects()
-        chosen = points.every(effects)
+        chosen = every(effects)
         if options.points is not None:
-            chosen = list(points.spread(effects, options.points // len(KINDS)))
+            chosen = list(spread(effects, options.points // len(KINDS)))
         bar = progress.add_task("", total=len(chosen))
         return worlds.run(chosen, lambda: progress.advance(bar))
 

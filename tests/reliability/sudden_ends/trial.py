@@ -2,6 +2,8 @@
 
 from __future__ import annotations
 
+import re
+import signal
 from concurrent.futures import Future
 from contextlib import suppress
 from dataclasses import dataclass, field
@@ -15,11 +17,31 @@ from tavrinsim.device import Device
 from tavrinsim.job import Job
 from tavrinsim.world import World
 
-from . import ending
-from .points import Point
-from .steps import STEPS, Found, latest_step, step_of
+from .steps import STEPS, Found, Point, latest_step, step_of
 
 BEFORE, MEANT, NEXT = "1.0.0", "2.3.4", "3.4.5"
+
+# The first line of the service about a job; effects are counted from it on.
+FIRST_LINE = "PayloadPath - %s"
+
+_EFFECT = re.compile(r"^effect (\d+) (\w+)$", re.MULTILINE)
+
+
+def start(world: World, double: Path, before: int = 0, number: int = signal.SIGKILL) -> None:
+    """Starts the service and waits for its objects.
+
+    `double` is the library that ends it, before the effect `before` by the signal `number`.
+    Effects are counted from the first job on; none has the number 0.
+    """
+    variables = {"COUNTS_FROM": FIRST_LINE, "ENDS_BEFORE": before, "ENDS_BY": int(number)}
+    world.output.unlink(missing_ok=True)
+    world.start(preload=[double], environment={k: str(v) for k, v in variables.items()})
+    world.wait_published()
+
+
+def effects_of(world: World) -> list[str]:
+    """The calls that had an effect since counting began, in order."""
+    return [call for _, call in _EFFECT.findall(world.output.read_text(errors="replace"))]
 
 
 @dataclass
@@ -57,10 +79,10 @@ class Finding:
 def count_effects(world: World, double: Path, kind: str) -> int:
     """How many effects a healthy update has, up to its worker's end."""
     world.board.device(kind).reset(BEFORE)
-    ending.start(world, double)
+    start(world, double)
     update(world, kind, version=MEANT)
     world.kill()
-    return len(ending.effects(world))
+    return len(effects_of(world))
 
 
 def run(world: World, double: Path, point: Point) -> Finding:
@@ -96,7 +118,7 @@ class _Trial:
 
     def _update_to_the_end(self) -> None:
         point = self.finding.point
-        ending.start(self.world, self.double, point.effect, point.number)
+        start(self.world, self.double, point.effect, point.number)
         idle = threads(self.world)
         answer = self.world.coordinator.begin_update(self.job)
         # Behind the last effect nothing ends it; then a supervisor does.
@@ -104,7 +126,7 @@ class _Trial:
         status = self.world.stop(point.number)
         self.finding.expect(status == -point.number, f"the service ended with {status}")
         forget(answer)
-        effects = ending.effects(self.world)
+        effects = effects_of(self.world)
         self.finding.expect(effects != [], "no effects were counted")
         self.finding.call = "".join(effects[-1:])
 

@@ -2,10 +2,9 @@
 
 from __future__ import annotations
 
-from collections.abc import Callable
+from collections.abc import Callable, Iterator
 from concurrent.futures import ThreadPoolExecutor
 from contextlib import ExitStack, contextmanager
-from collections.abc import Iterator
 from pathlib import Path
 from queue import SimpleQueue
 
@@ -14,7 +13,7 @@ from tavrinsim.setting import Setting
 from tavrinsim.world import World
 
 from . import trial
-from .points import Point
+from .steps import Point
 from .trial import Finding
 
 

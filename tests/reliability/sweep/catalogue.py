@@ -23,8 +23,7 @@ from typing import Any
 from support.failing_calls import END, HALF, CallClass, Failure, Scope
 from tavrinsim.answers import Departure, Failure as ErrorReply, Silence
 
-from .answers import AnswerFault
-from .faults import BoardFault, CallFault, Fault, ProgrammingFault
+from .faults import AnswerFault, BoardFault, CallFault, Fault, ProgrammingFault
 
 TRANSFER_ERRORS = (EIO, ENXIO, EREMOTEIO, ETIMEDOUT, EAGAIN)
 FILE_EFFECTS = (ENOENT, EACCES, EIO, ENOSPC, EMFILE, HALF, END)

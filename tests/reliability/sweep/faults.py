@@ -2,41 +2,38 @@
 
 from __future__ import annotations
 
+import time
 from abc import ABC, abstractmethod
-from collections.abc import Mapping
+from collections.abc import Callable, Mapping
 from dataclasses import dataclass, field
 from typing import Any
 
+from dbus_next import Message
 from support.failing_calls import FailingCalls, Failure
+from tavrinsim.answers import Answer
+from tavrinsim.coordinator import REGISTER, STATUS
+from tavrinsim.peer import Call, Peer
 from tavrinsim.world import World
 
 # More events than there ever are.
 NEVER = 2**31
 
 
-class Armed(ABC):
+@dataclass(frozen=True)
+class Armed:
     """A fault in force in one world, until it is disarmed."""
 
-    @property
-    @abstractmethod
-    def count(self) -> int:
-        """How many events of its kind there have been."""
-
-    @property
-    @abstractmethod
-    def acted(self) -> bool:
-        """Whether it has struck."""
-
-    @property
-    def where(self) -> str:
-        """What it struck, where that is known."""
-        return ""
-
-    @abstractmethod
-    def disarm(self) -> None:
-        """Takes it back."""
+    count: Callable[[], int]
+    """How many events of its kind there have been."""
+    acted: Callable[[], bool]
+    """Whether it has struck."""
+    disarm: Callable[[], None]
+    """Takes it back."""
+    where: Callable[[], str] = str
+    """What it struck, where that is known."""
 
 
+@dataclass(frozen=True)
 class Fault(ABC):
     """A kind of fault. `group` is the class of operations that it strikes, `name` the rest."""
 
@@ -57,8 +54,6 @@ class Fault(ABC):
 class CallFault(Fault):
     """A failing call of the C library, the bus library or the allocator."""
 
-    group: str
-    name: str
     failure: Failure
 
     @property
@@ -69,35 +64,18 @@ class CallFault(Fault):
     def arm(self, world: World, calls: FailingCalls, number: int) -> Armed:
         """See `Fault.arm`."""
         calls.arm(self.failure, number)
-        return _ArmedCall(calls)
-
-
-class _ArmedCall(Armed):
-    def __init__(self, calls: FailingCalls) -> None:
-        self._calls = calls
-
-    @property
-    def count(self) -> int:
-        return self._calls.count
-
-    @property
-    def acted(self) -> bool:
-        return self._calls.failed > 0
-
-    @property
-    def where(self) -> str:
-        return f"{self._calls.call} at {self._calls.place:#x}" if self.acted else ""
-
-    def disarm(self) -> None:
-        self._calls.disarm()
+        return Armed(
+            count=lambda: calls.count,
+            acted=lambda: calls.failed > 0,
+            disarm=calls.disarm,
+            where=lambda: f"{calls.call} at {calls.place:#x}" if calls.failed > 0 else "",
+        )
 
 
 @dataclass(frozen=True)
 class BoardFault(Fault):
     """A fault of the simulated board: `at` and `effect` as in `FaultTable.add`."""
 
-    group: str
-    name: str
     at: str
     effect: Mapping[str, Any] = field(hash=False)
     times: int | None = None
@@ -109,26 +87,9 @@ class BoardFault(Fault):
 
     def arm(self, world: World, calls: FailingCalls, number: int) -> Armed:
         """See `Fault.arm`."""
-        return _ArmedBoard(self, world, number)
-
-
-class _ArmedBoard(Armed):
-    def __init__(self, fault: BoardFault, world: World, number: int) -> None:
-        self._number = number or NEVER
-        after = self._number - 1
-        effect = dict(fault.effect)
-        self._fault = world.board.faults.add(fault.at, {}, effect, after, fault.times)
-
-    @property
-    def count(self) -> int:
-        return self._fault.hits
-
-    @property
-    def acted(self) -> bool:
-        return self._fault.hits >= self._number
-
-    def disarm(self) -> None:
-        self._fault.remove()
+        struck = number or NEVER
+        fault = world.board.faults.add(self.at, {}, dict(self.effect), struck - 1, self.times)
+        return Armed(lambda: fault.hits, lambda: fault.hits >= struck, fault.remove)
 
 
 @dataclass(frozen=True)
@@ -139,8 +100,6 @@ class ProgrammingFault(Fault):
     where it does not throw.
     """
 
-    group: str
-    name: str
     effect: str
     codes: tuple[int, int, int] | None = None
 
@@ -151,33 +110,78 @@ class ProgrammingFault(Fault):
 
     def arm(self, world: World, calls: FailingCalls, number: int) -> Armed:
         """See `Fault.arm`."""
-        return _ArmedProgramming(self, world, number)
+        start = world.trace.mark()
+        effect: dict[str, Any] = {self.effect: (number or NEVER) - 1}
+        if number and self.codes:
+            effect["codes"] = self.codes
+        fault = world.board.faults.add("programming", {}, effect)
+
+        def lines(name: str) -> list[dict[str, Any]]:
+            return world.trace.select(start=start, name=f"cpldfwupdate.{name}")
+
+        def acted() -> bool:
+            if len(lines("progress")) + 1 < number:
+                return False  # codes that wait for a step that does not come are those of the end
+            failed = any(any(line["result"].values()) for line in lines("finish"))
+            return failed or bool(lines("throw"))
+
+        return Armed(lambda: len(lines("progress")), acted, fault.remove)
 
 
-class _ArmedProgramming(Armed):
-    def __init__(self, fault: ProgrammingFault, world: World, number: int) -> None:
-        self._world = world
+@dataclass(frozen=True)
+class AnswerFault(Fault):
+    """A neighbour's bad answer, once or from the n-th call on."""
+
+    bad: Callable[[], Answer]
+    for_good: bool = False
+
+    @property
+    def events(self) -> str:
+        """See `Fault.events`."""
+        return "calls of neighbours"
+
+    def arm(self, world: World, calls: FailingCalls, number: int) -> Armed:
+        """See `Fault.arm`."""
+        answer = _NthAnswer(self, number or NEVER)
+        for peer, member in _members(world):
+            peer.always(member, answer)
+
+        def disarm() -> None:
+            for peer, member in _members(world):
+                peer.normally(member)
+                peer.start()  # where it has left
+
+        return Armed(
+            count=lambda: answer.count,
+            acted=lambda: answer.where != "",
+            disarm=disarm,
+            where=lambda: answer.where,
+        )
+
+
+class _NthAnswer(Answer):
+    """The peer's normal answer, but to one call or to all from there on."""
+
+    def __init__(self, fault: AnswerFault, number: int) -> None:
+        self._fault = fault
         self._number = number
-        self._start = world.trace.mark()
-        effect: dict[str, Any] = {fault.effect: (number or NEVER) - 1}
-        if number and fault.codes:
-            effect["codes"] = fault.codes
-        self._fault = world.board.faults.add("programming", {}, effect)
+        self.count = 0
+        self.where = ""
 
-    @property
-    def count(self) -> int:
-        return len(self._lines("cpldfwupdate.progress"))
+    async def give(self, peer: Peer, call: Message) -> None:
+        """See `Answer.give`; all calls come on one thread."""
+        self.count += 1
+        struck = self.count == self._number
+        if struck:
+            self.where = str(call.member)
+        if struck or self._fault.for_good and self.count > self._number:
+            await self._fault.bad().give(peer, call)
+            return
+        usual = await peer.normal(Call(time.monotonic(), call))
+        await usual.give(peer, call)
 
-    @property
-    def acted(self) -> bool:
-        if self.count + 1 < self._number:
-            return False  # codes that wait for a step that does not come are those of the end
-        finished = self._lines("cpldfwupdate.finish")
-        failed = any(any(line["result"].values()) for line in finished)
-        return failed or bool(self._lines("cpldfwupdate.throw"))
 
-    def disarm(self) -> None:
-        self._fault.remove()
-
-    def _lines(self, name: str) -> list[dict[str, Any]]:
-        return self._world.trace.select(start=self._start, name=name)
+def _members(world: World) -> list[tuple[Peer, str]]:
+    properties = (world.fru_reader, world.host_state, world.platform)
+    reports = [(world.coordinator, member) for member in (REGISTER, STATUS)]
+    return [*((peer, "Get") for peer in properties), *reports]

@@ -54,7 +54,7 @@ class Operation(ABC):
         armed = fault.arm(station.world, station.calls, number)
         try:
             course = self.run(station)
-            acted, count, course.where = armed.acted, armed.count, armed.where
+            acted, count, course.where = armed.acted(), armed.count(), armed.where()
         finally:
             armed.disarm()
         station.finish(course)

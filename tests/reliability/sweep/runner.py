@@ -1,4 +1,10 @@
-"""Many stations side by side, each in a process of its own, share the sweeps."""
+"""The fault sweep: makes the n-th fallible operation fail, for every n, and looks what becomes of it.
+
+An operation is a start of the service with its publication, or an update of one CPLD. Each injection
+is followed by the same checks and by an update without a fault. A sweep is over when a run has got to
+its end without meeting the fault. Many stations side by side, each in a process of its own, share the
+sweeps.
+"""
 
 from __future__ import annotations
 
@@ -15,7 +21,6 @@ from pathlib import Path
 from .faults import Fault
 from .operations import Injection, Operation, operations
 from .station import Station
-
 
 # An operation takes a few steps more or less from time to time, where the log file is trimmed, say.
 # After so many numbers that strike nothing, its end is reached.

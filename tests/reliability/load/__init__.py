@@ -1,1 +1,0 @@
-"""Updates while many clients read, call and signal at the same time."""
