@@ -18,7 +18,7 @@ from collections import defaultdict
 from tavrinsim.world import World
 
 from .bench import PROMPT_PLATFORM, Bench, one_processor, prompt_world
-from .figures import ROUNDS, Figure, ratios, scaled
+from .report import ROUNDS, Figure, ratios, scaled
 
 PROGRAMS = (PROMPT_PLATFORM, "round_trips")
 

@@ -19,7 +19,7 @@ from tavrinsim.payload import header, image, with_signature
 from tavrinsim.world import World
 
 from .bench import Bench
-from .figures import Figure
+from .report import Figure
 
 PROGRAMS = ("idle",)
 

@@ -5,7 +5,7 @@ from __future__ import annotations
 from tavrinsim.world import World
 
 from .bench import Bench
-from .figures import ROUNDS, Figure, ratios, scaled
+from .report import ROUNDS, Figure, ratios, scaled
 
 PROGRAMS = ("write_records",)
 

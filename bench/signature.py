@@ -13,7 +13,7 @@ from tavrinsim.view import Bind
 from tavrinsim.world import World
 
 from .bench import Bench
-from .figures import ROUNDS, Figure, in_pairs, ratios, scaled
+from .report import ROUNDS, Figure, in_pairs, ratios, scaled
 
 PROGRAMS = ("check_payload",)
 

@@ -16,7 +16,7 @@ from support.jobs import wait_until
 from tavrinsim import names
 
 from .bench import PROMPT_PLATFORM, Bench, PromptWorld, line_of, prompt_world
-from .figures import ROUNDS, Figure, ratios
+from .report import ROUNDS, Figure, ratios
 
 PROGRAMS = (PROMPT_PLATFORM, "begin", "first_answer", "idle")
 

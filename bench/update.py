@@ -13,7 +13,7 @@ from tavrinsim import names, payload
 from tavrinsim.job import SUCCEEDED
 
 from .bench import PROMPT_PLATFORM, Bench, PromptWorld, line_of, one_processor, prompt_world
-from .figures import ROUNDS, Figure
+from .report import ROUNDS, Figure
 
 PROGRAMS = (PROMPT_PLATFORM, "coordinator")
 

@@ -27,6 +27,7 @@ from . import names, payload
 from .board import Board
 from .bus import PrivateBus
 from .client import Client, Interfaces
+from .connection import BusMonitor
 from .coordinator import Coordinator
 from .folder import ScratchFolder
 from .image import Version
@@ -34,7 +35,6 @@ from .job import Job
 from .keys import REVISION_CODES, KeyRing
 from .loop import LoopThread
 from .machine import emulator
-from .monitor import BusMonitor
 from .neighbours import FruReader, HostState, PlatformIdentity
 from .peer import Peer
 from .service import LAUNCHER, ServiceError, ServiceProcess

@@ -9,8 +9,7 @@ from pathlib import Path
 import pytest
 from course import Course
 from machine import Machine
-from outfit import fit_out
-from root import Root, make_base
+from root import Root, fit_out, make_base
 
 PROJECT = Path(__file__).resolve().parents[2]
 

@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 from machine import Machine
-from outfit import PAYLOAD_FOLDER
+from root import PAYLOAD_FOLDER
 from tavrinsim import names
 from tavrinsim.board import Board
 from tavrinsim.client import Client

@@ -7,6 +7,10 @@ import subprocess
 from dataclasses import dataclass
 from pathlib import Path
 
+from tavrinsim import payload
+from tavrinsim.board import Board
+from tavrinsim.keys import KeyRing
+
 # What a small image has: the packages' own needs among it, so that no archive is asked at their
 # installation.
 INCLUDED = ("dbus", "libssl3", "libstdc++6", "libsystemd0", "man-db", "systemd-sysv")
@@ -58,3 +62,30 @@ class Root:
     def files(self) -> set[str]:
         """Every path in it."""
         return {f"/{path.relative_to(self.folder)}" for path in self.folder.rglob("*")}
+
+
+NEW_VERSION = "2.3.4"
+PAYLOAD_FOLDER = "/srv/payload"
+BOARD_FOLDER = "/var/board"
+
+# What a platform's image opens in the sandbox for its own libraries.
+DROP_IN = f"""\
+[Service]
+Environment=SIM_BOARD={BOARD_FOLDER} LD_PRELOAD=libsimi2c.so
+ReadWritePaths={BOARD_FOLDER}
+"""
+
+
+def fit_out(root: Root) -> Board:
+    """Puts one board of each kind into it, and a payload for the PBB's CPLD."""
+    drop_in = _inside(root, "/etc/systemd/system/tavrinupdate.service.d/platform.conf")
+    drop_in.parent.mkdir(parents=True)
+    drop_in.write_text(DROP_IN)
+    keys = KeyRing.create(_inside(root, "/etc/shared_keys"))
+    contents = payload.make("pbb", NEW_VERSION, keys.private["i2cpld", "default"])
+    payload.write(_inside(root, PAYLOAD_FOLDER), contents)
+    return Board.create(_inside(root, BOARD_FOLDER), pbb=1, pdb=1, flop=1)
+
+
+def _inside(root: Root, path: str) -> Path:
+    return root.folder / path[1:]

@@ -6,7 +6,7 @@ import re
 
 import pytest
 from course import OBJECT, UNIT, Course
-from outfit import NEW_VERSION
+from root import NEW_VERSION
 from tavrinsim import names
 
 MOST_EXPOSURE = 1.5

@@ -7,9 +7,7 @@ import subprocess
 from pathlib import Path
 
 import pytest
-
-from building import ROOT, Build, compiler
-from executable import Executable
+from building import ROOT, Build, Executable, compiler
 
 
 def pytest_addoption(parser: pytest.Parser) -> None:

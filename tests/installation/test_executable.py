@@ -5,9 +5,7 @@ from __future__ import annotations
 import re
 
 import pytest
-
-from building import ROOT, Build
-from executable import LANDING_PADS, Executable
+from building import LANDING_PADS, ROOT, Build, Executable
 
 FOR_OTHER_CODE = ("_Z6addlogPKc", "_Z14delete_old_logv")
 # Libraries of the tests, and those that watch or simulate a controller, stand in front of these.
@@ -98,3 +96,32 @@ def test_buffers_are_watched_where_that_can_be(
     assert levels == ([level] if level else [])
     protects = "-fstack-protector-strong" in build.command_of("main/main.cpp")
     assert protects == ("-Dhardening=false" not in options)
+
+
+# -- the platform's own libraries ------------------------------------------------------
+
+
+@pytest.mark.parametrize(
+    ("options", "advice"),
+    [
+        (["-Dplatform=real"], "add -Dplatform_libs=NAME,NAME,..."),
+        (["-Dplatform_libs=someplatform"], "add -Dplatform=real, or leave -Dplatform_libs out"),
+        (
+            ["-Dplatform=real", "-Dplatform_libs=someplatform,missing"],
+            "libmissing.so of -Dplatform_libs was not found where the linker looks: "
+            "mend the name, or name its directory with -Dcpp_link_args=-LDIRECTORY",
+        ),
+    ],
+    ids=["real without names", "names without real", "no such library"],
+)
+def test_a_choice_that_cannot_be_meant_is_refused_with_advice(
+    build: Build, options: list[str], advice: str
+) -> None:
+    done = build.configure(*options)
+    assert done.returncode != 0
+    assert advice in done.stdout
+
+
+def test_a_real_platform_may_have_several_libraries(build: Build) -> None:
+    done = build.configure("-Dplatform=real", "-Dplatform_libs=someplatform,otherplatform")
+    assert done.returncode == 0, done.stdout

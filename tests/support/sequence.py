@@ -16,7 +16,7 @@ import re
 from typing import Any
 
 from tavrinsim import names
-from tavrinsim.monitor import plain
+from tavrinsim.connection import plain
 from tavrinsim.world import World
 
 Line = dict[str, Any]

@@ -15,9 +15,8 @@ from queue import SimpleQueue
 from rich.console import Console
 from rich.progress import Progress
 
-from .change import Change
+from .change import Change, DoesNotApply, Patch, read_patches
 from .finder import find_changes
-from .patch import DoesNotApply, Patch, read_patches
 from .sandbox import Sandbox
 from .trial import Outcome, Verdict, first_failure, judge
 

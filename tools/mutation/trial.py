@@ -4,11 +4,12 @@ from __future__ import annotations
 
 from dataclasses import dataclass
 from enum import Enum
+from functools import cache
 from pathlib import Path
 
-from .change import Change
-from .equivalents import reason_why_equivalent
-from .patch import Patch
+import yaml
+
+from .change import Change, Patch
 from .sandbox import Sandbox
 
 
@@ -76,3 +77,26 @@ def first_failure(sandbox: Sandbox, folder: str) -> str | None:
     if not sandbox.build_unit_tests(others):
         return None
     return next(filter(None, map(sandbox.run_unit_tests, others)), "")
+
+
+# -- changes that mean the same --------------------------------------------------------
+
+
+LIST = Path(__file__).with_name("equivalents.yaml")
+
+
+def reason_why_equivalent(change: Change) -> str:
+    """Why a change means nothing, where somebody found that out; else empty."""
+    return _reasons().get(_key(change.file, change.code, change.kind, change.after), "")
+
+
+@cache
+def _reasons() -> dict[tuple[str, ...], str]:
+    entries = yaml.safe_load(LIST.read_text())
+    fields = ("file", "code", "kind", "after")
+    return {_key(*(entry[field] for field in fields)): entry["reason"] for entry in entries}
+
+
+def _key(file: str, code: str, kind: str, after: str) -> tuple[str, ...]:
+    # A change may break its lines in another way without another meaning.
+    return (file, code, kind, " ".join(after.split()))
