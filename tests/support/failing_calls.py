@@ -2,30 +2,11 @@
 
 from __future__ import annotations
 
+import ctypes
 import mmap
-import struct
 from dataclasses import dataclass
 from enum import IntEnum
 from pathlib import Path
-
-# Layout as in tests/system/doubles/failing_calls.cpp: numbers of 64 bits, around a name.
-(
-    _ARMED,
-    _SCOPE,
-    _NUMBER,
-    _EFFECT,
-    _FOR_GOOD,
-    _COUNT,
-    _FAILED,
-    _BLOCKS,
-    _WAITS,
-    _PLACE,
-    _CALL,
-) = range(0, 88, 8)
-_CALL_SIZE = 64
-_BYTES = _CALL + _CALL_SIZE
-_TRIM = _BYTES + 8
-_SIZE = _TRIM + 8
 
 # Effects that are no error numbers.
 HALF = -1
@@ -60,14 +41,32 @@ class Failure:
     for_good: bool = False
 
 
+class Control(ctypes.Structure):
+    """What the library and the test tell each other; laid out as in the library's `Control`.
+
+    `count` are the calls of the class since it was armed, `failed` those that were made to fail,
+    `call` the name of the first of them and `place` where in the executable it was called from, as
+    `addr2line` takes it. `blocks` and `bytes` are the memory that the process holds, as the
+    allocator hands it out. `waits` is how often the service has begun to wait for the signal that
+    asks for registrations; with `trim` it has the C library give unused memory back the next time.
+    """
+
+    _fields_ = [
+        *((name, ctypes.c_int64) for name in ("armed", "scope", "number", "effect", "for_good")),
+        *((name, ctypes.c_int64) for name in ("count", "failed", "blocks", "waits", "place")),
+        ("call", ctypes.c_char * 64),
+        *((name, ctypes.c_int64) for name in ("bytes", "trim")),
+    ]
+
+
 class FailingCalls:
     """Steers the library in one service, which gets the file's path as $FAILING_CALLS."""
 
     def __init__(self, path: Path) -> None:
         self.path = path
-        path.write_bytes(bytes(_SIZE))
+        path.write_bytes(bytes(ctypes.sizeof(Control)))
         with open(path, "r+b") as file:
-            self._map = mmap.mmap(file.fileno(), _SIZE)
+            self.now = Control.from_buffer(mmap.mmap(file.fileno(), ctypes.sizeof(Control)))
 
     def environment(self) -> dict[str, str]:
         """What the service gets to find the file."""
@@ -76,75 +75,16 @@ class FailingCalls:
     def arm(self, failure: Failure, number: int) -> None:
         """Makes the `number`-th call from now on fail, counted from 1; 0 only counts."""
         self.disarm()
-        self._map[_PLACE:_BYTES] = bytes(_BYTES - _PLACE)
-        for place, value in (
-            (_SCOPE, failure.scope),
-            (_NUMBER, number),
-            (_EFFECT, failure.effect),
-            (_FOR_GOOD, failure.for_good),
-            (_COUNT, 0),
-            (_FAILED, 0),
-            (_ARMED, failure.which),  # last: from here on the service looks
-        ):
-            self._set(place, value)
+        now = self.now
+        now.place, now.call, now.count, now.failed = 0, b"", 0, 0
+        now.scope, now.number, now.effect = failure.scope, number, failure.effect
+        now.for_good = failure.for_good
+        now.armed = failure.which  # last: from here on the service looks
 
     def disarm(self) -> None:
         """Lets every call be as it is; the counters stay."""
-        self._set(_ARMED, 0)
-
-    @property
-    def count(self) -> int:
-        """Calls of the class since it was armed."""
-        return self._get(_COUNT)
-
-    @property
-    def failed(self) -> int:
-        """How many of them were made to fail."""
-        return self._get(_FAILED)
-
-    @property
-    def call(self) -> str:
-        """Name of the first that was made to fail."""
-        return bytes(self._map[_CALL:_BYTES]).split(b"\0")[0].decode()
-
-    @property
-    def place(self) -> int:
-        """Where in the executable it was called from, as `addr2line` takes it."""
-        return self._get(_PLACE)
-
-    @property
-    def blocks(self) -> int:
-        """Blocks of memory that the process holds."""
-        return self._get(_BLOCKS)
-
-    @property
-    def size(self) -> int:
-        """Bytes in these blocks, as the allocator hands them out."""
-        return self._get(_BYTES)
-
-    @property
-    def waits(self) -> int:
-        """How often the service has begun to wait for the signal that asks for registrations."""
-        return self._get(_WAITS)
-
-    @property
-    def trimming(self) -> bool:
-        """Whether a wish to trim is still to be fulfilled."""
-        return self._get(_TRIM) != 0
-
-    def trim(self) -> None:
-        """Has the C library give unused memory back when the service next begins to wait."""
-        self._set(_TRIM, 1)
+        self.now.armed = 0
 
     def start_anew(self) -> None:
         """For a service that has just ended: the next one holds nothing."""
-        self._set(_BLOCKS, 0)
-        self._set(_BYTES, 0)
-        self._set(_WAITS, 0)
-
-    def _get(self, place: int) -> int:
-        (value,) = struct.unpack_from("=q", self._map, place)
-        return int(value)
-
-    def _set(self, place: int, value: int) -> None:
-        struct.pack_into("=q", self._map, place, value)
+        self.now.blocks, self.now.bytes, self.now.waits = 0, 0, 0

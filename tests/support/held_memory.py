@@ -99,11 +99,11 @@ class HeldMemory:
         The thread of the registrations does it, when it next looks for a signal: once a second at
         least, and not before the last pass is over, which goes on a moment after its last answer.
         """
-        self._calls.trim()
-        wait_until(lambda: not self._calls.trimming, "the registration thread waits")
+        self._calls.now.trim = 1
+        wait_until(lambda: self._calls.now.trim == 0, "the registration thread waits")
 
     def _now(self) -> Held:
-        return Held(self._calls.blocks, self._calls.size)
+        return Held(self._calls.now.blocks, self._calls.now.bytes)
 
 
 @contextmanager

@@ -1,21 +1,14 @@
-"""A process that makes the calls, as the user that it was told to become.
-
-    python3 -m reliability.bus_calls.caller ORDER
-
-The order is one JSON object, the members of `Order`. The process prints "done N" now and then, and a
-JSON object with the members of `Answers` at its end.
-"""
+"""A process that makes the calls, as the user that it was told to become."""
 
 from __future__ import annotations
 
 import asyncio
-import json
 import os
 import pwd
-import sys
 import time
 from collections import Counter
 from dataclasses import dataclass, field
+from multiprocessing.connection import Connection
 from random import Random
 
 from dbus_next import Message, MessageFlag, MessageType
@@ -74,10 +67,11 @@ class Answers:
 class Caller:
     """Makes the calls of one order."""
 
-    def __init__(self, order: Order, line: Line) -> None:
+    def __init__(self, order: Order, line: Line, told: Connection) -> None:
         self.answers = Answers()
         self._order = order
         self._line = line
+        self._told = told
         self._begun = 0
         self._descriptor = os.open("/dev/null", os.O_RDONLY)
 
@@ -125,7 +119,7 @@ class Caller:
         while self._begun < self._order.count:
             self._begun += 1
             if self._begun % TOLD_EVERY == 0:
-                print("done", self._begun, flush=True)
+                self._told.send(self._begun)
             await self._make(maker.next())
 
     async def _make(self, call: Call) -> None:
@@ -171,9 +165,9 @@ class Caller:
         return reply
 
 
-async def _run(order: Order) -> Answers:
+async def _run(order: Order, told: Connection) -> Answers:
     line = await Line.open(order.address)
-    caller = Caller(order, line)
+    caller = Caller(order, line, told)
     calls, loss = asyncio.create_task(caller.run()), asyncio.create_task(line.lost())
     await asyncio.wait([calls, loss], return_when=asyncio.FIRST_COMPLETED)
     if not calls.done():
@@ -191,12 +185,7 @@ def _become(user: str) -> None:
         os.setuid(entry.pw_uid)
 
 
-def main() -> None:
-    """Does what the order says."""
-    order = Order(**json.loads(sys.argv[1]))
+def carry_out(order: Order, told: Connection) -> None:
+    """Does what the order says; tells now and then how many calls are made, at the end the answers."""
     _become(order.user)
-    print(json.dumps(vars(asyncio.run(_run(order)))))
-
-
-if __name__ == "__main__":
-    main()
+    told.send(asyncio.run(_run(order, told)))

@@ -7,10 +7,7 @@ them, as root or as an ordinary user.
 
 from __future__ import annotations
 
-import json
-import os
-import subprocess
-import sys
+import multiprocessing
 from collections import Counter
 from collections.abc import Callable, Iterator
 from contextlib import contextmanager
@@ -26,6 +23,7 @@ from tavrinsim import names
 from tavrinsim.job import SUCCEEDED
 from tavrinsim.world import World
 
+from .caller import Answers, Order, carry_out
 from .shape import Properties, Shape, State, difference
 
 ROOT = "root"
@@ -114,45 +112,41 @@ class Campaign:
         if result.grown_kib > TOLERATED_KIB and gives_memory_back(self._world):
             result.violations.append(f"{result.grown_kib} KiB more memory")
 
-    def _call(self, seed: int, count: int) -> dict[str, Any]:
+    def _call(self, seed: int, count: int) -> Answers:
         devices = self._world.board.devices
-        order = {
-            "address": self._world.bus.address,
-            "user": self._user,
-            "seed": seed,
-            "count": count,
-            "places": [(d.kind.object_path(d.index + 1), d.fqdd) for d in devices],
-            "folders": self._folders,
-            "numbers": [kind.component_id for kind in names.KINDS.values()],
-        }
-        command = [sys.executable, "-m", "reliability.bus_calls.caller", json.dumps(order)]
-        # pytest has found all of it without the variable.
-        environment = os.environ | {"PYTHONPATH": os.pathsep.join(filter(None, sys.path))}
-        with subprocess.Popen(
-            command, stdout=subprocess.PIPE, text=True, env=environment
-        ) as process:
-            assert process.stdout is not None
-            return self._follow(process.stdout)
+        order = Order(
+            address=self._world.bus.address,
+            user=self._user,
+            seed=seed,
+            count=count,
+            places=[(d.kind.object_path(d.index + 1), d.fqdd) for d in devices],
+            folders=self._folders,
+            numbers=[kind.component_id for kind in names.KINDS.values()],
+        )
+        # In a process of its own, which becomes the user.
+        context = multiprocessing.get_context("spawn")
+        ours, theirs = context.Pipe()
+        process = context.Process(target=carry_out, args=(order, theirs))
+        process.start()
+        theirs.close()
+        while isinstance(told := ours.recv(), int):
+            self._tick(self._made + told)
+        process.join()
+        assert isinstance(told, Answers)
+        return told
 
-    def _follow(self, lines: Iterator[str]) -> dict[str, Any]:
-        for line in lines:
-            if not line.startswith("done "):
-                return dict(json.loads(line))
-            self._tick(self._made + int(line.split()[1]))
-        raise RuntimeError("the caller ended without a word")
-
-    def _take(self, answers: dict[str, Any]) -> None:
+    def _take(self, answers: Answers) -> None:
         result = self.result
-        for name, value in answers.items():
+        for name, value in vars(answers).items():
             if isinstance(value, dict):
                 result.answers[name] = dict(
                     Counter(result.answers.get(name, {})) + Counter(value)
                 )
             elif isinstance(value, (int, float)):
                 result.answers[name] = max(value, result.answers.get(name, 0))
-        result.violations += [f"no reply: {call}" for call in answers["unanswered"]]
+        result.violations += [f"no reply: {call}" for call in answers.unanswered]
         if self._user != ROOT:
-            result.violations += [f"let through: {call}" for call in answers["let_through"]]
+            result.violations += [f"let through: {call}" for call in answers.let_through]
 
     def _check_values(self, before: State) -> None:
         if (now := self._properties.state()) != before:

@@ -9,7 +9,7 @@ from dataclasses import dataclass, field
 from typing import Any
 
 from dbus_next import Message
-from support.failing_calls import FailingCalls, Failure
+from support.failing_calls import Control, FailingCalls, Failure
 from tavrinsim.answers import Answer
 from tavrinsim.coordinator import REGISTER, STATUS
 from tavrinsim.peer import Call, Peer
@@ -65,11 +65,15 @@ class CallFault(Fault):
         """See `Fault.arm`."""
         calls.arm(self.failure, number)
         return Armed(
-            count=lambda: calls.count,
-            acted=lambda: calls.failed > 0,
+            count=lambda: int(calls.now.count),
+            acted=lambda: calls.now.failed > 0,
             disarm=calls.disarm,
-            where=lambda: f"{calls.call} at {calls.place:#x}" if calls.failed > 0 else "",
+            where=lambda: _where(calls.now) if calls.now.failed > 0 else "",
         )
+
+
+def _where(now: Control) -> str:
+    return f"{now.call.decode()} at {now.place:#x}"
 
 
 @dataclass(frozen=True)

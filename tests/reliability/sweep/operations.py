@@ -107,7 +107,7 @@ class Update(Operation):
             bring_to_rest(station)
         yield from checks.of_holdings(station)
         yield from self._after_next_update(station)
-        if station.calls.blocks > station.blocks and self._grows(station, fault, number):
+        if station.calls.now.blocks > station.blocks and self._grows(station, fault, number):
             yield f"it holds more memory each time, {REPETITIONS} times"
 
     def _of_job(self, station: Station, course: Course, fault: Fault) -> Iterator[str]:
@@ -126,13 +126,13 @@ class Update(Operation):
     def _grows(self, station: Station, fault: Fault, number: int) -> bool:
         """Whether the service holds more memory each time that the fault is repeated."""
         for _ in range(REPETITIONS):
-            station.blocks = station.calls.blocks
+            station.blocks = station.calls.now.blocks
             armed = fault.arm(station.world, station.calls, number)
             course = self.run(station)
             armed.disarm()
             station.finish(course)
             list(self._after_next_update(station))
-            if station.calls.blocks <= station.blocks:
+            if station.calls.now.blocks <= station.blocks:
                 return False
         return True
 
@@ -231,7 +231,7 @@ def bring_to_rest(station: Station) -> None:
         for turn in (0, 1):
             station.finish(station.update(kind, turn))
     station.baseline = station.holdings()
-    station.blocks = station.calls.blocks
+    station.blocks = station.calls.now.blocks
 
 
 def _error_formats(course: Course) -> list[str]:

@@ -97,7 +97,7 @@ class Station:
             self._wait(lambda: LISTENING in self.world.trace.logs())
             self._answer()
             # The registration thread, where there is one, waits for signals when it has registered.
-            self._wait(lambda: self.threads <= 1 or self.calls.waits > 0)
+            self._wait(lambda: self.threads <= 1 or self.calls.now.waits > 0)
         except TimeoutError:
             course.unsettled = f"the start has not come to rest after {PATIENCE} s"
         return course
