@@ -50,21 +50,6 @@ def test_every_object_has_the_four_interfaces_member_by_member(
     assert shape(shared_service.client.introspect(path)) == interfaces.ALL
 
 
-def test_interfaces_are_added_one_after_the_other(shared_service: World) -> None:
-    # Introspection begins with what was added last.
-    last = [
-        "com.vexa.bevon.inventory.TavrinInventory",
-        "com.vexa.bevon.inventory.BaseSwInventory",
-    ]
-    registration = "com.vexa.bevon.cmnupdate.comp_mprop_dri_registration"
-    update = "com.vexa.bevon.cmnupdate.comp_update"
-    anchor = shape(shared_service.client.introspect("/com/vexa/bevon/dummy"))
-    assert list(anchor) == [*last, registration, update]
-    for path in PATHS[1:]:
-        cpld = shape(shared_service.client.introspect(path))
-        assert list(cpld) == [*last, update, registration]
-
-
 def test_the_service_has_an_anchor_and_the_cplds_and_nothing_else(
     shared_service: World,
 ) -> None:
@@ -88,30 +73,11 @@ def has_interfaces(world: World, path: str) -> bool:
     return shape(world.client.introspect(path)) != {}
 
 
-def test_a_common_tool_sees_the_same(shared_service: World) -> None:
-    words = ["introspect", "--xml-interface", names.SERVICE, PATHS[-1]]
-    address = f"--address={shared_service.bus.address}"
-    done = subprocess.run(
-        ["busctl", address, *words], text=True, capture_output=True, check=True
-    )
-    assert shape(done.stdout) == interfaces.ALL
-
-
 def test_the_object_manager_lists_the_cplds_and_nothing_else(shared_service: World) -> None:
     root = ElementTree.fromstring(shared_service.client.introspect(names.OBJECT_ROOT))
     assert sorted(node.get("name", "") for node in root.iter("node"))[1:] == sorted(OBJECTS)
     assert [i.get("name") for i in root.iter("interface")][-1] == names.OBJECT_MANAGER
     assert sorted(shared_service.client.managed_objects()) == sorted(PATHS[1:])
-
-
-@pytest.mark.parametrize("interface", interfaces.ALL)
-def test_all_properties_come_in_order_and_with_their_types(
-    shared_service: World, interface: str
-) -> None:
-    values = shared_service.client.get_all(PATHS[1], interface)
-    assert [(name, value.signature) for name, value in values.items()] == [
-        (name, signature) for name, signature, *_ in interfaces.properties(interface)
-    ]
 
 
 @pytest.mark.parametrize(
