@@ -7,8 +7,7 @@ from collections.abc import Iterator
 from pathlib import Path
 
 import pytest
-from course import Course
-from machine import Machine
+from machine import Course, Machine
 from root import Root, fit_out, make_base
 
 PROJECT = Path(__file__).resolve().parents[2]

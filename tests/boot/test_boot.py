@@ -5,7 +5,7 @@ from __future__ import annotations
 import re
 
 import pytest
-from course import OBJECT, UNIT, Course
+from machine import OBJECT, UNIT, Course
 from root import NEW_VERSION
 from tavrinsim import names
 
