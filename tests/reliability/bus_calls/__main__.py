@@ -12,14 +12,12 @@ import sys
 import time
 from collections.abc import Callable
 from concurrent.futures import ThreadPoolExecutor
-from pathlib import Path
 from typing import Any
 
+from reliability import run
 from rich.console import Console
 from rich.progress import BarColumn, MofNCompleteColumn, Progress, TextColumn
 from support import sanitizers
-from support.table import Findings
-from tavrinsim.world import BINARY
 
 from .campaign import ROOT, TOLERATED_KIB, Result, campaign
 
@@ -32,19 +30,18 @@ def main() -> int:
     begin = time.monotonic()
     results = _results(options)
     counted = not sanitizers.built_into(options.binary)
-    findings = Findings(f"Bus fuzzer, seed {options.seed}")
+    findings = run.Findings(f"Bus fuzzer, seed {options.seed}", "bus-calls")
     for user, result in results.items():
         findings.figures |= _figures(user, result, counted)
         findings.violations += [f"{user}: {violation}" for violation in result.violations]
     findings.figures["minutes"] = (time.monotonic() - begin) / 60
-    return findings.finish(Console(), options.binary.resolve().parent / "bus-calls.json")
+    return findings.finish(Console(), options.binary)
 
 
 def _options() -> argparse.Namespace:
-    parser = argparse.ArgumentParser(prog="tools/stress bus-calls", description=__doc__)
+    parser = run.parser("bus-calls", __doc__)
     parser.add_argument("--count", type=int, default=20000, help="of each user (%(default)s)")
     parser.add_argument("--seed", type=int, default=1, help="the same makes the same calls")
-    parser.add_argument("--binary", type=Path, default=BINARY)
     options = parser.parse_args()
     if os.geteuid() != 0:
         parser.error("only root can call as another user")
@@ -56,11 +53,11 @@ def _results(options: argparse.Namespace) -> dict[str, Result]:
     users = (ROOT, STRANGER)
     with Progress(*columns) as progress, ThreadPoolExecutor(len(users)) as pool:
 
-        def run(user: str) -> Result:
+        def call(user: str) -> Result:
             tick = _ticker(progress, user, options.count)
             return campaign(options.binary, user, options.seed, options.count, tick)
 
-        return dict(zip(users, pool.map(run, users)))
+        return dict(zip(users, pool.map(call, users)))
 
 
 def _ticker(progress: Progress, user: str, count: int) -> Callable[[int], None]:

@@ -12,48 +12,47 @@ from contextlib import contextmanager
 from pathlib import Path
 from typing import Any
 
+from reliability import run
 from rich.console import Console
 from support import sanitizers
 from support.jobs import update_each
 from support.resources import Resources
-from support.table import Findings
 from tavrinsim.setting import Setting
-from tavrinsim.world import BINARY, World
+from tavrinsim.world import World
 
 from .crowd import CALLERS, Crowd
 from .mixed import compare, mix, storm
 from .readers import CLIENTS, LONGEST_MS, P99_MS, Waits
 
-Act = Callable[[World, argparse.Namespace, Findings], None]
+Act = Callable[[World, argparse.Namespace, run.Findings], None]
 
 
 def main() -> int:
     """Runs the three acts and says what came of them."""
     options = _options()
     console = Console()
-    findings = Findings("Load")
+    findings = run.Findings("Load", "load")
     begin = time.monotonic()
     acts: tuple[Act, ...] = (_under_readers, _under_a_storm, _under_everything)
     for act in acts:
         with console.status(act.__doc__ or ""), _controller(options.binary, findings) as world:
             act(world, options, findings)
     findings.figures["minutes"] = (time.monotonic() - begin) / 60
-    return findings.finish(console, options.binary.resolve().parent / "load.json")
+    return findings.finish(console, options.binary)
 
 
 def _options() -> argparse.Namespace:
-    parser = argparse.ArgumentParser(prog="tools/stress load", description=__doc__)
+    parser = run.parser("load", __doc__)
     updates = "updates under the storm, and again under everything (%(default)s)"
     parser.add_argument("--updates", type=int, default=20, help=updates)
     readers = "clients that read everything without a pause (%(default)s)"
     parser.add_argument("--readers", type=int, default=CLIENTS, help=readers)
     callers = "callers who ask for updates all at once, again and again (%(default)s)"
     parser.add_argument("--callers", type=int, default=CALLERS, help=callers)
-    parser.add_argument("--binary", type=Path, default=BINARY)
     return parser.parse_args()
 
 
-def _under_readers(world: World, options: argparse.Namespace, findings: Findings) -> None:
+def _under_readers(world: World, options: argparse.Namespace, findings: run.Findings) -> None:
     """Updates of each kind, alone and while everything is read."""
     done = compare(world, options.readers)
     findings.figures |= {
@@ -64,7 +63,7 @@ def _under_readers(world: World, options: argparse.Namespace, findings: Findings
     findings.violations += done.violations()
 
 
-def _under_a_storm(world: World, options: argparse.Namespace, findings: Findings) -> None:
+def _under_a_storm(world: World, options: argparse.Namespace, findings: run.Findings) -> None:
     """Updates under a storm of calls."""
     crowd = _settled_crowd(world, options)
     before = _resources(world)
@@ -78,7 +77,7 @@ def _under_a_storm(world: World, options: argparse.Namespace, findings: Findings
     findings.violations += crowd.violations() + _resources(world).grown_since(before)
 
 
-def _under_everything(world: World, options: argparse.Namespace, findings: Findings) -> None:
+def _under_everything(world: World, options: argparse.Namespace, findings: run.Findings) -> None:
     """Updates, storms, registrations, signals, reads and writes at the same time."""
     crowd = _settled_crowd(world, options)
     before = _resources(world)
@@ -119,7 +118,7 @@ def _waits(title: str, waits: Waits) -> dict[str, Any]:
 
 
 @contextmanager
-def _controller(binary: Path, findings: Findings) -> Iterator[World]:
+def _controller(binary: Path, findings: run.Findings) -> Iterator[World]:
     """A running service; a sanitizer's reports about it are violations."""
     with World(binary, Setting(monitored=False)) as world:
         world.start()

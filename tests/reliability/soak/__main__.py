@@ -13,11 +13,9 @@ import time
 from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
+from reliability import run
 from rich.console import Console
-from rich.progress import BarColumn, MofNCompleteColumn, Progress, TimeRemainingColumn
 from support import sanitizers
-from support.table import Findings
-from tavrinsim.world import BINARY
 
 from .life import EARLY, MINUTES, REGISTRATIONS, TOLERATED_KIB, Life, live
 
@@ -28,16 +26,14 @@ def main() -> int:
     begin = time.monotonic()
     lives = _lives(options)
     findings = _findings(options.binary, lives, time.monotonic() - begin)
-    return findings.finish(Console(), options.binary.resolve().parent / "soak.json")
+    return findings.finish(Console(), options.binary)
 
 
 def _options() -> argparse.Namespace:
-    parser = argparse.ArgumentParser(prog="tools/stress soak", description=__doc__)
+    parser = run.parser("soak", __doc__, worlds=16)
     parser.add_argument("--updates", type=int, default=2000, help="in all (%(default)s)")
-    parser.add_argument("--worlds", type=int, default=16, help="side by side (%(default)s)")
     no_day = "without the signals of one day that each service gets between its updates"
     parser.add_argument("--no-day", dest="day", action="store_false", help=no_day)
-    parser.add_argument("--binary", type=Path, default=BINARY)
     options = parser.parse_args()
     if options.updates < options.worlds * (EARLY + 1):
         parser.error(f"each of the {options.worlds} controllers needs {EARLY + 1} updates")
@@ -49,20 +45,19 @@ def _lives(options: argparse.Namespace) -> list[Life]:
         options.updates // options.worlds + (number < options.updates % options.worlds)
         for number in range(options.worlds)
     ]
-    columns = (BarColumn(), MofNCompleteColumn(), "updates", TimeRemainingColumn())
-    with Progress(*columns) as progress, ThreadPoolExecutor(options.worlds) as pool:
-        bar = progress.add_task("", total=options.updates)
+    with run.bar("updates") as progress, ThreadPoolExecutor(options.worlds) as pool:
+        task = progress.add_task("", total=options.updates)
         lock = threading.Lock()
 
         def tick() -> None:
             with lock:
-                progress.advance(bar)
+                progress.advance(task)
 
         runs = [pool.submit(live, options.binary, share, options.day, tick) for share in shares]
-        return [run.result() for run in runs]
+        return [one.result() for one in runs]
 
 
-def _findings(binary: Path, lives: list[Life], seconds: float) -> Findings:
+def _findings(binary: Path, lives: list[Life], seconds: float) -> run.Findings:
     grown = sorted(life.grown_kib for life in lives)
     figures = {
         "controllers side by side": len(lives),
@@ -90,7 +85,7 @@ def _findings(binary: Path, lives: list[Life], seconds: float) -> Findings:
         for number, life in enumerate(lives, start=1)
         for violation in life.violations
     ]
-    return Findings("Soak", figures, violations)
+    return run.Findings("Soak", "soak", figures, violations)
 
 
 if __name__ == "__main__":

@@ -13,13 +13,11 @@ from collections import Counter
 from contextlib import closing
 from pathlib import Path
 
+from reliability import run
 from rich.console import Console
-from rich.progress import BarColumn, MofNCompleteColumn, Progress, TimeRemainingColumn
 from rich.table import Table
 from support.jobs import HEALTHY
-from support.table import Findings
 from tavrinsim.names import KINDS
-from tavrinsim.world import BINARY
 
 from .steps import STEPS, every, spread
 from .trial import Finding
@@ -34,15 +32,13 @@ def main() -> int:
     _write(ends, binary.parent / "sudden-ends-points.json")
     console = Console()
     console.print(_table(ends))
-    return _summary(ends).finish(console, binary.parent / "sudden-ends.json")
+    return _summary(ends).finish(console, binary)
 
 
 def _options() -> argparse.Namespace:
-    parser = argparse.ArgumentParser(prog="tools/stress sudden-ends", description=__doc__)
+    parser = run.parser("sudden-ends", __doc__, worlds=12)
     points_help = "so many ends, spread evenly over an update of each kind (every one there is)"
     parser.add_argument("--points", type=int, help=points_help)
-    parser.add_argument("--worlds", type=int, default=12, help="side by side (%(default)s)")
-    parser.add_argument("--binary", type=Path, default=BINARY)
     options = parser.parse_args()
     if options.points is not None and options.points < 2 * len(KINDS):
         parser.error(f"at least {2 * len(KINDS)} points: the first and the last of each kind")
@@ -50,14 +46,13 @@ def _options() -> argparse.Namespace:
 
 
 def _ends(binary: Path, options: argparse.Namespace) -> list[Finding]:
-    columns = (BarColumn(), MofNCompleteColumn(), "sudden ends", TimeRemainingColumn())
-    with closing(Worlds(binary, options.worlds)) as worlds, Progress(*columns) as progress:
+    with closing(Worlds(binary, options.worlds)) as worlds, run.bar("sudden ends") as progress:
         effects = worlds.count_effects()
         chosen = every(effects)
         if options.points is not None:
             chosen = list(spread(effects, options.points // len(KINDS)))
-        bar = progress.add_task("", total=len(chosen))
-        return worlds.run(chosen, lambda: progress.advance(bar))
+        task = progress.add_task("", total=len(chosen))
+        return worlds.run(chosen, lambda: progress.advance(task))
 
 
 def _table(ends: list[Finding]) -> Table:
@@ -80,7 +75,7 @@ def _last_reports(ends: list[Finding]) -> str:
     return ", to ".join(dict.fromkeys([*told[:1], *told[-1:]]))
 
 
-def _summary(ends: list[Finding]) -> Findings:
+def _summary(ends: list[Finding]) -> run.Findings:
     signals = Counter(finding.point.number.name for finding in ends)
     violations = [
         f"{end.point} ({end.call}): {words}" for end in ends for words in end.violations
@@ -91,7 +86,7 @@ def _summary(ends: list[Finding]) -> Findings:
         "in the middle of a trim, which empties the log file": sum(e.log_emptied for e in ends),
     }
     missed = [f"no service ended in step {name}" for name in _missed(ends)]
-    return Findings("Sudden ends", figures, violations + missed)
+    return run.Findings("Sudden ends", "sudden-ends", figures, violations + missed)
 
 
 def _missed(ends: list[Finding]) -> list[str]:

@@ -12,13 +12,11 @@ import subprocess
 import sys
 import time
 from dataclasses import asdict
-from pathlib import Path
 
+from reliability import run
 from rich.console import Console
 from rich.progress import Progress, SpinnerColumn, TimeElapsedColumn
 from rich.table import Table
-from support.table import Findings
-from tavrinsim.world import BINARY
 
 from . import catalogue, runner
 from .course import BUS_LIBRARY
@@ -45,11 +43,11 @@ def main() -> int:
     details = [asdict(one) for one in injections if one.violations or one.ended]
     (binary.parent / "sweep-details.json").write_text(json.dumps(details, indent=1) + "\n")
     seconds = time.monotonic() - begin
-    return _summary(injections, plan, seconds).finish(console, binary.parent / "sweep.json")
+    return _summary(injections, plan, seconds).finish(console, binary)
 
 
 def _options() -> argparse.Namespace:
-    parser = argparse.ArgumentParser(prog="tools/stress sweep", description=__doc__)
+    parser = run.parser("sweep", __doc__, worlds=12)
     known = list(operations())
     quick = "of each sweep only the first event, the last and one between"
     parser.add_argument("--quick", action="store_true", help=quick)
@@ -58,8 +56,6 @@ def _options() -> argparse.Namespace:
     parser.add_argument("--only", nargs="+", metavar="CLASS", **only)
     scenario = {"choices": known, "default": known, "help": ", ".join(known)}
     parser.add_argument("--scenario", nargs="+", metavar="NAME", **scenario)
-    parser.add_argument("--worlds", type=int, default=12, help="side by side (%(default)s)")
-    parser.add_argument("--binary", type=Path, default=BINARY)
     return parser.parse_args()
 
 
@@ -114,7 +110,7 @@ def _table(injections: list[Injection]) -> Table:
     return table
 
 
-def _summary(injections: list[Injection], plan: Plan, seconds: float) -> Findings:
+def _summary(injections: list[Injection], plan: Plan, seconds: float) -> run.Findings:
     struck = [one for one in injections if one.acted]
     violations = [f"{one}: {words}" for one in injections for words in one.violations]
     if plan.spread is None:
@@ -131,7 +127,7 @@ def _summary(injections: list[Injection], plan: Plan, seconds: float) -> Finding
         "violations": len(violations),
         "minutes": seconds / 60,
     }
-    return Findings("Fault sweep", figures, violations)
+    return run.Findings("Fault sweep", "sweep", figures, violations)
 
 
 def _lost(injections: list[Injection], library: str) -> int:
