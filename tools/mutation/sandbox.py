@@ -43,6 +43,8 @@ class Sandbox:
         self.build = folder / "build"
         self.original_code: dict[str, str] = {}
         self._environment = os.environ | {"PYTHONDONTWRITEBYTECODE": "1"}
+        # The copy's own modules are meant, which its pytest.ini finds.
+        self._environment.pop("PYTHONPATH", None)
 
     def prepare(self, root: Path) -> None:
         """Brings the copy to the tree's present state and builds everything."""
