@@ -1,7 +1,7 @@
 """The payload's file: which one of a job's directory is taken, and what may become of it afterwards.
 
 The service checks the file and then gives its path to the library, which opens it anew. The later
-tests show what whoever may write to the payload's directory can do between the two.
+tests show what somebody who may write to the payload's directory can do between the two.
 """
 
 from __future__ import annotations

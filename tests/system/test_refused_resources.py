@@ -100,7 +100,7 @@ def test_without_a_thread_for_the_registration_a_running_service_works_unregiste
     assert listening()[0] not in logs(world)
 
 
-# -- updates in whose course the memory ends for a moment ------------------------------
+# -- updates during which an allocation fails ------------------------------------------
 
 
 NO_MEMORY = "T Memory allocation failed. Update failed"

@@ -207,7 +207,7 @@ def test_a_report_waits_for_its_answer_as_long_as_the_bus_does_by_default(
     assert asked
 
 
-# -- a coordinator that owns its name and never says a word ----------------------------
+# -- a coordinator that owns its name and never answers: "black-hole" of dbus-test-tool --
 
 
 SENT = "> cmnfwupd_fw_update_status("

@@ -99,13 +99,11 @@ class WatchedService:
     def phase(self, name: str) -> Iterator[None]:
         """All that is done meanwhile is the phase's."""
         trace = self._world.trace
+        self._let_trace_catch_up()
         begin, first, before = time.time(), trace.mark(), self._allocator.now.count
         yield
         allocations, end = self._allocator.now.count - before, time.time()
-        # The monitor gets all messages later than those they are for, in order.
-        mark = trace.mark()
-        self._world.client.owner()
-        trace.wait_for(start=mark, what="bus", member="GetNameOwner")
+        self._let_trace_catch_up()
         self._phases[name] = Phase(begin, end, trace.lines()[first:], allocations)
 
     def _let_trace_catch_up(self) -> None:

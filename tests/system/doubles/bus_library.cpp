@@ -2,7 +2,7 @@
  * @file
  * A bus library of another temper. $BUS_LIBRARY says which:
  *
- *     breaks signals   every signal is an error reply in its eyes, which no bus delivers
+ *     breaks signals   it takes every signal for an error reply, which no bus delivers
  *     loses            it ends the one connection on which somebody waits for traffic, at the first
  *                      wait, and tells of each wait from then on
  *     tells waits      it tells how long it is asked to wait at most: for traffic, for an answer
@@ -123,7 +123,7 @@ extern "C"
     int sd_bus_wait(sd_bus* bus, uint64_t longest)
     {
         static auto* const next = nextFunction("sd_bus_wait", &sd_bus_wait);
-        // The library itself waits for the beginning of a connection that is not ready yet.
+        // The library itself waits while it connects: the connection is not ready then.
         const bool isReady = sd_bus_is_ready(bus) > 0;
         if (isTemper("loses"))
         {
