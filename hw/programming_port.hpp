@@ -2,7 +2,7 @@
 
 /**
  * @file
- * What the registers of the programming ports (HARDIP) mean.
+ * The programming ports (HARDIP): what their registers mean, and how they are opened and closed.
  *
  * PBB and PDB guard the port with a lock bit, the FLOP opens it with an enable bit; both are bit 0
  * of `HIP_SW_EN`.

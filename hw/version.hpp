@@ -26,4 +26,5 @@ CpldVersion decodeVersion(const ComponentKind& kind, const VersionBytes& bytes);
 /** Major, minor and maintenance number in decimal, joined by dots. */
 std::string versionText(const CpldVersion& version);
 
+/** FQDD of an instance, with its number. */
 std::string instanceFqdd(const ComponentKind& kind, InstanceIndex index);

@@ -4,7 +4,7 @@
 #include "log/log.hpp"
 #include "platform/software_inventory.h"
 
-#include <cstring>
+#include <array>
 #include <exception>
 #include <memory>
 #include <string>

@@ -5,7 +5,7 @@
 /**
  * Asks the platform's software inventory about one instance; keeps its SHA-256 and change value.
  *
- * What it does not answer stays in the record as it was. Main thread.
+ * Without an answer both stay as they were; without memory the SHA-256 is emptied. Main thread.
  *
  * @param record must hold the instance's FQDD and version, or the process ends
  */

@@ -21,4 +21,5 @@ inline constexpr auto objectPathPrefix = "/com/vexa/bevon/cpld_updater/";
 /** Fills the constant fields of the three records; reads nothing and cannot fail. */
 void initialiseComponentTable(CpldInventory& pbb, CpldInventory& pdb, CpldInventory& flop);
 
+/** Object path of an instance, with its number. */
 std::string instanceObjectPath(const std::string& nodeName, InstanceIndex index);

@@ -2,6 +2,7 @@
 
 /** @file How the instances of a kind are counted. */
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <memory>
@@ -10,16 +11,16 @@
 inline constexpr std::uint32_t maxInstances = 255;
 
 /**
- * Place of an instance in its kind's lists, from 0 on, as I2C accesses and log lines have it.
+ * Place of an instance in its kind's lists, from 0 on, as I2C accesses count.
  *
- * FQDDs, object paths and display names have its number, which counts from 1.
+ * FQDDs, object paths and display names count from 1: that is its number.
  */
 class InstanceIndex
 {
   public:
-    /** @param value less than maxInstances */
+    /** @param value where it is too large, the index lies behind every instance */
     constexpr explicit InstanceIndex(std::uint32_t value) noexcept :
-        value_(static_cast<std::uint8_t>(value))
+        value_(static_cast<std::uint8_t>(std::min(value, maxInstances)))
     {
     }
 

@@ -24,9 +24,9 @@ class FinishedJobsWatch;
 /**
  * The service object: owner of the component records and of everything the service has on the bus.
  *
- * It is also the table of contents of the program. Its operations are grouped by the folder that
- * defines them; what can be said without a bus, a device or a library is a free function beside the
- * operation that uses it.
+ * Its operations are grouped by the folder that defines them. The folders' other operations, and
+ * what can be said without a bus, a device or a library, are free functions in headers of their
+ * own.
  *
  * One object lives in the process entry's frame, on the main thread. Operations that are static use
  * nothing of the object, so that a detached thread may call them while the process ends.
@@ -152,7 +152,7 @@ class Tavrinupdate : public CompUpdateObject,
      * @return false when the job was refused, which the coordinator has been told
      * @throws std::filesystem::filesystem_error when the payload directory cannot be read
      */
-    [[nodiscard]] bool TavrinUpdateStart(CpldInventory* record, const InstanceIndex& index,
+    [[nodiscard]] bool TavrinUpdateStart(CpldInventory* record, InstanceIndex index,
                                          const std::string& objectPath);
 
     // What the operations above share -----------------------------------------------------------

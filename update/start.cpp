@@ -117,9 +117,19 @@ bool openProgrammingPort(CpldInventory& record, InstanceIndex index)
     return true;
 }
 
+/** What it throws must not keep the report of the refusal back. */
 void closeProgrammingPort(CpldInventory& record, InstanceIndex index)
 {
-    if (!enable_disable_programingNode(index, closePort, record))
+    bool closed = false;
+    try
+    {
+        closed = enable_disable_programingNode(index, closePort, record);
+    }
+    catch (const std::exception& error)
+    {
+        logRecord("[%s] : Exception: %s\n", functionName, error.what());
+    }
+    if (!closed)
     {
         logRecord("[%s] : Failed to disable HARDIP on %s\n", functionName, record.nodeName.c_str());
     }
@@ -136,7 +146,7 @@ void markScanBlocked(Tavrinupdate& service, const std::string& objectPath)
 
 } // namespace
 
-bool Tavrinupdate::TavrinUpdateStart(CpldInventory* record, const InstanceIndex& index,
+bool Tavrinupdate::TavrinUpdateStart(CpldInventory* record, InstanceIndex index,
                                      const std::string& objectPath)
 {
     auto& request = updateRequest();
@@ -182,7 +192,7 @@ bool Tavrinupdate::startWorker(CpldInventory& record, InstanceIndex index,
         giveUpdateSlotBack();
         logRecord("[%s] : Unable to start update. Failed to start worker thread: %s\n",
                   functionName, error.what());
-        // Without a worker nobody else would.
+        // No worker will.
         closeProgrammingPort(record, index);
         reportUpdateStatus(updateRequest(), update_state::refused, 0);
         return false;

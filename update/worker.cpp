@@ -11,6 +11,7 @@
 #include <exception>
 #include <optional>
 #include <thread>
+#include <utility>
 
 namespace
 {
@@ -134,5 +135,5 @@ void FW_update(UpdateJob job) noexcept
 
     giveUpdateSlotBack();
     guarded(tag, [&] { reportOutcome(job, success); });
-    guarded(tag, [&] { job.finished->add(job.objectPath); });
+    guarded(tag, [&] { job.finished->add(std::move(job.objectPath)); });
 }

@@ -12,12 +12,12 @@
 #include "fakes/files.hpp"
 #include "fakes/journal.hpp"
 #include "fakes/platform_log.hpp"
-#include "hw/sysinfo_nodes.hpp"
 #include "hw/version.hpp"
 #include "input.hpp"
 #include "platform/sysinfo.h"
 #include "require.hpp"
 #include "service/component_table.hpp"
+#include "service/instances.hpp"
 #include "service/tavrinupdate.hpp"
 #include "update/fqdd.hpp"
 

@@ -2,46 +2,14 @@
 
 #include "../../bus/memory.hpp"
 #include "fakes/journal.hpp"
-#include "fakes/next_symbol.hpp"
+#include "update/event_calls.hpp"
 
 #include <gtest/gtest.h>
 #include <poll.h>
-#include <sys/eventfd.h>
 
-#include <cerrno>
-#include <functional>
 #include <new>
 #include <system_error>
 #include <thread>
-
-namespace
-{
-
-bool noDescriptorLeft = false;
-
-/** What happens before the descriptor is made readable. */
-std::function<void()> whenWoken = [] {}; // NOLINT: for the call below
-
-} // namespace
-
-// Takes the place of the C library's. A limit of the process would hit a sanitizer as well.
-extern "C" __attribute__((visibility("default"))) int eventfd(unsigned int count, int flags)
-{
-    static auto* const next = fakes::nextSymbol<int(unsigned int, int)>("eventfd");
-    if (noDescriptorLeft)
-    {
-        errno = EMFILE;
-        return -1;
-    }
-    return next(count, flags);
-}
-
-extern "C" __attribute__((visibility("default"))) int eventfd_write(int descriptor, eventfd_t value)
-{
-    static auto* const next = fakes::nextSymbol<int(int, eventfd_t)>("eventfd_write");
-    whenWoken();
-    return next(descriptor, value);
-}
 
 namespace
 {
@@ -72,9 +40,9 @@ TEST(FinishedJobs, AreThereWhenTheMainThreadIsWoken)
 {
     FinishedJobs jobs;
     Paths found;
-    whenWoken = [&] { found = jobs.takeAll(); };
+    fakes::eventCalls().whenWoken = [&] { found = jobs.takeAll(); };
     jobs.add("/a");
-    whenWoken = [] {};
+    fakes::eventCalls().whenWoken = [] {};
     EXPECT_EQ(found, Paths{"/a"});
 }
 
@@ -111,7 +79,7 @@ TEST(FinishedJobs, ComeFromManyThreads)
 
 TEST(FinishedJobs, SayWhenThereIsNoDescriptorLeft)
 {
-    noDescriptorLeft = true;
+    fakes::eventCalls().noDescriptorLeft = true;
     std::string reason = "nothing was thrown";
     try
     {
@@ -121,7 +89,7 @@ TEST(FinishedJobs, SayWhenThereIsNoDescriptorLeft)
     {
         reason = error.what();
     }
-    noDescriptorLeft = false;
+    fakes::eventCalls().noDescriptorLeft = false;
     EXPECT_EQ(reason, "eventfd: Too many open files");
 }
 

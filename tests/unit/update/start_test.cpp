@@ -2,10 +2,14 @@
 #include "case_name.hpp"
 #include "service/update_request.hpp"
 #include "service_on_bus.hpp"
+#include "update/event_calls.hpp"
 #include "update/payload_finding.hpp"
 #include "update/update_slot.hpp"
 
 #include <sys/stat.h>
+
+#include <algorithm>
+#include <new>
 
 namespace
 {
@@ -95,8 +99,9 @@ TEST_P(StartOfNoDevice, IsRefusedWithOneReport)
 
 INSTANTIATE_TEST_SUITE_P(Table, StartOfNoDevice,
                          testing::Values(Device{"NoneOfTheKind", 0, 0},
-                                         Device{"NextToTheLast", 2, 2},
-                                         Device{"FarBeyond", 2, 254}),
+                                         Device{"NextToTheLast", 2, 2}, Device{"FarBeyond", 2, 256},
+                                         Device{"LargestNumber", 255, 0x7FFFFFFE},
+                                         Device{"AllOnes", 2, 0xFFFFFFFF}),
                          CaseName{});
 
 TEST_F(Start, AComponentNumberIsCheckedBeforeTheDevice)
@@ -200,6 +205,31 @@ TEST_F(StartUpToThePort, IsReachedByADeviceThatWasNotThereAtThePublication)
     EXPECT_FALSE(service.TavrinUpdateStart(&record, InstanceIndex(1),
                                            "/com/vexa/bevon/cpld_updater/PBB_PLD_2"));
     EXPECT_EQ(fakes::sysinfo().asked.size(), 1U);
+}
+
+TEST_F(StartUpToThePort, WithoutAWorkerReportsTheRefusalEvenIfClosingThePortThrows)
+{
+    fakes::Cpld cpld("/dev/fake-second");
+    fakes::sysinfo().nodes = {"/dev/fake-first", cpld.path()};
+    fakes::eventCalls().noDescriptorLeft = true;
+    fakes::sysinfo().whenAsked = []
+    {
+        if (fakes::sysinfo().asked.size() > 1)
+        {
+            throw std::bad_alloc();
+        }
+    };
+    EXPECT_FALSE(service.TavrinUpdateStart(&record, InstanceIndex(1),
+                                           "/com/vexa/bevon/cpld_updater/PBB_PLD_2"));
+    fakes::eventCalls().noDescriptorLeft = false;
+    EXPECT_EQ(fakes::journal().back(), "report PBBCPLD.Embedded.2 status 18, transaction 17, 0 %");
+    const auto log = fakes::platformLog();
+    EXPECT_EQ(
+        std::ranges::count(log, errorLine("[%s] : Exception: %s\n", function, "std::bad_alloc")),
+        1);
+    EXPECT_EQ(std::ranges::count(
+                  log, errorLine("[%s] : Failed to disable HARDIP on %s\n", function, "PBB_PLD")),
+              1);
 }
 
 TEST_F(StartUpToThePort, TellsTheCurrentVersionOfThisDevice)
