@@ -3,7 +3,6 @@
 #include "board/lifetime.hpp"
 #include "board/pause.hpp"
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 
@@ -22,13 +21,7 @@ namespace
 
 bool matches(const Fault& fault, const std::string& at, const Json& event)
 {
-    return fault.at == at && std::ranges::all_of(fault.match.members(),
-                                                 [&](const Json::Member& member)
-                                                 {
-                                                     const Json* given = event.find(member.first);
-                                                     return given != nullptr &&
-                                                            *given == member.second;
-                                                 });
+    return fault.at == at && event.contains(fault.match);
 }
 
 bool acts(const Fault& fault, std::uint64_t earlierEvents)
@@ -121,16 +114,16 @@ Json Board::happen(const std::string& at, const Json& event)
     {
         if (matches(fault, at, event) && acts(fault, control_.countEvent(fault.id)))
         {
-            effect.update(fault.effect);
+            effect = effect.with(fault.effect);
         }
     }
-    if (const Json* gate = effect.find("gate"))
+    if (const Json gate = effect["gate"]; !gate.isNull())
     {
-        waitAtGate(gate->as<std::string>());
+        waitAtGate(gate.as<std::string>());
     }
-    if (const Json* delay = effect.find("delay_ms"))
+    if (const Json delay = effect["delay_ms"]; !delay.isNull())
     {
-        pauseFor(std::chrono::milliseconds(delay->as<std::int64_t>()));
+        pauseFor(std::chrono::milliseconds(delay.as<std::int64_t>()));
     }
     return effect;
 }

@@ -15,9 +15,7 @@ constexpr std::uint8_t erased = 0xFF;
 void traceDevice(const DeviceDescription& device, const char* event,
                  const Json& fields = Json::object())
 {
-    Json line = {{"device", device.name}, {"event", event}};
-    line.update(fields);
-    trace("device", line);
+    trace("device", Json{{"device", device.name}, {"event", event}}.with(fields));
 }
 
 std::string textOf(const Version& version)

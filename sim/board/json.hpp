@@ -8,91 +8,155 @@
 #include <concepts>
 #include <cstdint>
 #include <initializer_list>
+#include <json-c/json.h>
+#include <memory>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <utility>
-#include <variant>
 #include <vector>
 
 namespace sim
 {
 
 /**
- * A JSON value. Numbers are whole ones: nothing on a board has a fraction. An object keeps its
- * members in the order in which they were given: the trace is also read by people.
- *
- * Asking for another type than the value has, or for a member that it lacks, throws a
- * std::exception.
+ * A JSON value, which never changes. Copies share it, also between threads; but what goes into
+ * another value is copied, because json-c's own counts of references are not made for threads.
  */
 class Json
 {
   public:
-    using List = std::vector<Json>;
-    using Member = std::pair<std::string, Json>;
-    using Members = std::vector<Member>;
+    using Member = std::pair<const char*, Json>;
 
     /** Null. */
     Json() = default;
-    Json(bool value) : value_(value) {}
-    Json(std::integral auto number) : value_(static_cast<std::uint64_t>(number))
+    Json(bool value) : Json(json_object_new_boolean(value ? 1 : 0)) {}
+    Json(std::integral auto number) :
+        Json(std::in_range<std::int64_t>(number)
+                 ? json_object_new_int64(static_cast<std::int64_t>(number))
+                 : json_object_new_uint64(static_cast<std::uint64_t>(number)))
     {
-        if (std::cmp_less(number, 0))
+    }
+    template <std::convertible_to<std::string_view> Text>
+    Json(const Text& text) : Json(textOf(text))
+    {
+    }
+    Json(std::initializer_list<Member> members) : Json(json_object_new_object())
+    {
+        for (const auto& [name, value] : members)
         {
-            value_ = static_cast<std::int64_t>(number);
+            json_object_object_add(value_.get(), name, copyOf(value.value_.get()));
         }
     }
-    Json(const char* text) : value_(std::string(text)) {}
-    Json(std::string text) : value_(std::move(text)) {}
-    Json(std::initializer_list<Member> members);
     template <typename Element>
-    Json(const std::vector<Element>& elements) : value_(List(elements.begin(), elements.end()))
+    Json(const std::vector<Element>& elements) : Json(json_object_new_array())
     {
+        for (const Element& element : elements)
+        {
+            json_object_array_add(value_.get(), copyOf(Json(element).value_.get()));
+        }
     }
 
     /** An object without members. */
     static Json object() { return std::initializer_list<Member>{}; }
 
-    /** @throws std::exception when the text is not JSON of this kind */
-    static Json parse(std::string_view text);
+    /** @throws std::invalid_argument when the text is not JSON */
+    static Json parse(const std::string& text)
+    {
+        json_tokener_error error = json_tokener_success;
+        Json value(json_tokener_parse_verbose(text.c_str(), &error));
+        return error == json_tokener_success
+                   ? value
+                   : throw std::invalid_argument(json_tokener_error_desc(error));
+    }
 
-    /** The value in one line. Bytes in its texts that are no UTF-8 stay as they are. */
-    std::string text() const;
+    /**
+     * The value in one line. Bytes in its texts that are no UTF-8 stay as they are.
+     *
+     * json-c keeps the line in the value: not for one that another thread may ask, too.
+     */
+    std::string text() const
+    {
+        constexpr int flags = JSON_C_TO_STRING_PLAIN | JSON_C_TO_STRING_NOSLASHESCAPE;
+        std::size_t length = 0;
+        const char* const text = json_object_to_json_string_length(value_.get(), flags, &length);
+        return {text, length};
+    }
 
-    bool isNull() const { return std::holds_alternative<std::monostate>(value_); }
-    bool operator==(const Json& other) const;
-
-    /** The value as a boolean, number, text or vector of these. */
-    template <typename T>
-    T as() const;
-
-    const List& elements() const { return std::get<List>(value_); }
-    const Members& members() const { return std::get<Members>(value_); }
+    bool isNull() const { return value_ == nullptr; }
 
     /** The member of an object; null where there is none of this name. */
-    const Json* find(std::string_view name) const;
-    const Json& at(std::string_view name) const;
+    Json operator[](const std::string& name) const
+    {
+        return {value_, json_object_object_get(value_.get(), name.c_str())};
+    }
 
     /** What the member of an object is, or `otherwise` where there is none. */
     template <typename T>
-    T value(std::string_view name, T otherwise) const
+    T value(const std::string& name, T otherwise) const
     {
-        const Json* const member = find(name);
-        return member == nullptr ? otherwise : member->as<T>();
+        const Json member = (*this)[name];
+        return member.isNull() ? otherwise : member.as<T>();
     }
 
-    /** Adds a member to an object, or replaces it. */
-    void set(std::string_view name, Json value);
+    /** Whether an object has all members of another one. */
+    bool contains(const Json& part) const
+    {
+        json_object_iter member{};
+        json_object_object_foreachC(part.checked(json_type_object), member)
+        {
+            if (json_object_equal((*this)[member.key].value_.get(), member.val) == 0)
+            {
+                return false;
+            }
+        }
+        return true;
+    }
 
-    /** Adds or replaces all members of another object. */
-    void update(const Json& other);
+    /** An object with the members of another one, too, which replace those of the same name. */
+    Json with(const Json& more) const
+    {
+        Json all(copyOf(value_.get()));
+        json_object_iter member{};
+        json_object_object_foreachC(more.checked(json_type_object), member)
+        {
+            json_object_object_add(all.value_.get(), member.key, copyOf(member.val));
+        }
+        return all;
+    }
+
+    /**
+     * The value as a boolean, number, text or vector of these or of values.
+     *
+     * @throws std::invalid_argument when it is of another type
+     */
+    template <typename T>
+    T as() const;
 
   private:
-    /** The number, a negative one as the bits of its two's complement. */
-    std::uint64_t number() const;
+    /** Takes the value over. */
+    explicit Json(json_object* value) : value_(value, json_object_put) {}
+    /** A part of a value. */
+    Json(const std::shared_ptr<json_object>& whole, json_object* part) : value_(whole, part) {}
 
-    /** A signed number is a negative one, so that equal numbers are equal values. */
-    std::variant<std::monostate, bool, std::int64_t, std::uint64_t, std::string, List, Members>
-        value_;
+    static json_object* textOf(std::string_view text)
+    {
+        return json_object_new_string_len(text.data(), static_cast<int>(text.size()));
+    }
+    static json_object* copyOf(json_object* value)
+    {
+        json_object* copy = nullptr;
+        json_object_deep_copy(value, &copy, nullptr);
+        return copy;
+    }
+    json_object* checked(json_type type) const
+    {
+        return json_object_is_type(value_.get(), type) != 0
+                   ? value_.get()
+                   : throw std::invalid_argument(std::string("no ") + json_type_to_name(type));
+    }
+
+    std::shared_ptr<json_object> value_;
 };
 
 template <typename T>
@@ -102,19 +166,29 @@ T Json::as() const
     {
         return *this;
     }
-    else if constexpr (std::same_as<T, bool> || std::same_as<T, std::string>)
+    else if constexpr (std::same_as<T, bool>)
     {
-        return std::get<T>(value_);
+        return json_object_get_boolean(checked(json_type_boolean)) != 0;
+    }
+    else if constexpr (std::same_as<T, std::string>)
+    {
+        json_object* const text = checked(json_type_string);
+        return {json_object_get_string(text),
+                static_cast<std::size_t>(json_object_get_string_len(text))};
     }
     else if constexpr (std::integral<T>)
     {
-        return static_cast<T>(number());
+        const std::int64_t number = json_object_get_int64(checked(json_type_int));
+        return number < 0 ? static_cast<T>(number)
+                          : static_cast<T>(json_object_get_uint64(value_.get()));
     }
     else
     {
         T all;
-        for (const Json& element : elements())
+        const std::size_t size = json_object_array_length(checked(json_type_array));
+        for (std::size_t i = 0; i < size; ++i)
         {
+            const Json element(value_, json_object_array_get_idx(value_.get(), i));
             all.push_back(element.as<typename T::value_type>());
         }
         return all;

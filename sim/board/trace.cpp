@@ -52,12 +52,11 @@ void trace(const char* what, const Json& fields)
         return;
     }
     const ErrnoKeeper keeper;
-    Json line = {{"t", monotonicNanoseconds()},
-                 {"pid", getpid()},
-                 {"tid", syscall(SYS_gettid)},
-                 {"what", what}};
-    line.update(fields);
-    const std::string text = line.text() + "\n";
+    const Json line = {{"t", monotonicNanoseconds()},
+                       {"pid", getpid()},
+                       {"tid", syscall(SYS_gettid)},
+                       {"what", what}};
+    const std::string text = line.with(fields).text() + "\n";
     // One write a line: with O_APPEND the lines of several processes never mix.
     [[maybe_unused]] const auto written = write(traceFile().descriptor(), text.data(), text.size());
 }

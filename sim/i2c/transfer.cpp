@@ -24,17 +24,16 @@ Message contents(const i2c_msg& message)
 /** What a fault may look for in a transfer. */
 Json eventOf(const Cpld& device, std::span<const i2c_msg> messages)
 {
-    Json event = {{"device", device.description().name}, {"operation", "read"}};
-    event.set("empty_read",
-              std::any_of(messages.begin(), messages.end(),
-                          [](const auto& message) { return isRead(message) && message.len == 0; }));
+    const bool emptyRead =
+        std::any_of(messages.begin(), messages.end(),
+                    [](const auto& message) { return isRead(message) && message.len == 0; });
+    const Json event = {
+        {"device", device.description().name}, {"operation", "read"}, {"empty_read", emptyRead}};
     const auto write = std::find_if_not(messages.begin(), messages.end(), isRead);
-    if (write != messages.end() && write->len > 0)
-    {
-        event.set("register", contents(*write).front());
-        event.set("operation", write->len > 1 ? "write" : "read");
-    }
-    return event;
+    return write == messages.end() || write->len == 0
+               ? event
+               : event.with({{"register", contents(*write).front()},
+                             {"operation", write->len > 1 ? "write" : "read"}});
 }
 
 /** One transfer's way through the registers of one device. */
@@ -116,7 +115,7 @@ int carryOut(Board& board, Cpld& device, std::span<i2c_msg> messages)
 
 Json jsonOf(std::span<const i2c_msg> messages, bool succeeded)
 {
-    Json::List list;
+    std::vector<Json> list;
     for (const i2c_msg& message : messages)
     {
         const bool hasData = succeeded || !isRead(message);

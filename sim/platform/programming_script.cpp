@@ -8,8 +8,8 @@ namespace
 
 std::optional<std::size_t> stepIn(const Json& effect, const char* name)
 {
-    const Json* const step = effect.find(name);
-    return step == nullptr ? std::nullopt : std::optional(step->as<std::size_t>());
+    const Json step = effect[name];
+    return step.isNull() ? std::nullopt : std::optional(step.as<std::size_t>());
 }
 
 } // namespace

@@ -42,10 +42,9 @@ std::uint32_t componentOf(const void* record)
 /** What the inventory knows of a component, with the present faults on top. */
 sim::Json knowledgeOf(sim::Board& board, std::uint32_t component, const char* at)
 {
-    sim::Json json =
-        board.description()->software.value(std::to_string(component), sim::Json::object());
-    json.update(board.happen(at, {{"component", component}}));
-    return json;
+    return board.description()
+        ->software.value(std::to_string(component), sim::Json::object())
+        .with(board.happen(at, {{"component", component}}));
 }
 
 void fill(char* buffer, std::uint32_t size, const std::string& text)

@@ -22,12 +22,12 @@ struct Answer
 
 Answer answerFor(sim::Board& board, std::uint32_t nodeType)
 {
-    const auto description = board.description();
-    sim::Json json = description->sysinfo.value(std::to_string(nodeType), sim::Json::object());
-    json.update(board.happen("sysinfo", {{"node_type", nodeType}}));
+    const sim::Json json = board.description()
+                               ->sysinfo.value(std::to_string(nodeType), sim::Json::object())
+                               .with(board.happen("sysinfo", {{"node_type", nodeType}}));
 
     Answer answer;
-    answer.status = json.value("status", json.find("paths") != nullptr ? 0 : noDescription);
+    answer.status = json.value("status", json["paths"].isNull() ? noDescription : 0);
     answer.paths = json.value("paths", answer.paths);
     answer.count = json.value("count", static_cast<std::uint32_t>(answer.paths.size()));
     return answer;

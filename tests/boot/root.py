@@ -13,7 +13,15 @@ from tavrinsim.keys import KeyRing
 
 # What a small image has: the packages' own needs among it, so that no archive is asked at their
 # installation.
-INCLUDED = ("dbus", "libssl3", "libstdc++6", "libsystemd0", "man-db", "systemd-sysv")
+INCLUDED = (
+    "dbus",
+    "libjson-c5",
+    "libssl3",
+    "libstdc++6",
+    "libsystemd0",
+    "man-db",
+    "systemd-sysv",
+)
 RELEASE = "bookworm"
 
 

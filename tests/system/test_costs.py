@@ -115,6 +115,7 @@ def test_calls_are_told_apart_by_what_they_are_for() -> None:
 7 1.0 execve("/usr/libexec/tavrinupdate", ["tavrinupdate"], 0x7f /* 9 vars */) = 0
 7 2.0 socket(AF_UNIX, SOCK_STREAM, 0) = 3<socket:[1]>
 7 3.0 recvmsg(3<socket:[1]>, {msg_namelen=0}, 0 <unfinished ...>
+8 3.0 getrandom("\\x86\\x11\\x59\\x7f", 4, GRND_NONBLOCK) = 4
 8 3.1 write(9</scratch/board/trace.jsonl>, "{}", 2) = 2
 8 3.2 write(9</var/log/tavrinupdate.log>, "0 : [main]", 10) = 10
 7 3.3 <... recvmsg resumed>)           = -1 EAGAIN (Resource temporarily unavailable)
@@ -122,7 +123,7 @@ def test_calls_are_told_apart_by_what_they_are_for() -> None:
 7 3.5 openat(AT_FDCWD</>, "/scratch/payloads/1/firmware.payload", O_RDONLY) = 4
 8 3.6 +++ exited with 0 +++
 """
-    # What the simulated board writes and what its library reads is nobody's of the service.
+    # What the simulated board draws and writes and what its library reads is nobody's.
     assert [(call.thread, call.purpose) for call in system_calls.read(lines.splitlines())] == [
         (7, "process start"),
         (7, "connections"),

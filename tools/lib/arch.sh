@@ -13,7 +13,7 @@ build_for() {
     build_options=(--cross-file "$cross_file")
     build_packages+=(
         g++-aarch64-linux-gnu qemu-user-static
-        {libssl-dev,libsystemd-dev,libgtest-dev,libgmock-dev,libasan8,libtsan2,libubsan1}:"$1"
+        {libjson-c-dev,libssl-dev,libsystemd-dev,libgtest-dev,libgmock-dev,libasan8,libtsan2,libubsan1}:"$1"
     )
     # Where the tests of the simulated libraries find them.
     export SIM_LIBDIR=$build_folder/sim

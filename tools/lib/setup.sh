@@ -8,7 +8,7 @@ export PYTHONPATH=$root:$root/sim:$root/tests
 
 build_packages=(
     g++ meson ninja-build pkg-config
-    libboost-dev libssl-dev libsystemd-dev
+    libboost-dev libjson-c-dev libssl-dev libsystemd-dev
     libgtest-dev libgmock-dev
     python3 python3-yaml
 )

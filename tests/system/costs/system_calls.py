@@ -11,9 +11,9 @@ _LINE = re.compile(r"(\d+) +(\d+\.\d+) (.*)")
 _BEGUN = " <unfinished ...>"
 _RESUMED = re.compile(r"<\.\.\. (\w+) resumed>(.*)")
 
-# Whatever goes on in the simulated controller is not the service's: its files, and the numbers
-# that it writes into every line of its trace.
-_SIMULATION = re.compile(r"/board/|^(?:getpid|gettid)\(")
+# Whatever goes on in the simulated controller is not the service's: its files, the numbers that it
+# writes into every line of its trace, and the one that its JSON library draws in a process.
+_SIMULATION = re.compile(r"/board/|^(?:getpid|gettid)\(|^getrandom\(.*, 4, GRND_NONBLOCK\)")
 
 LOG_FILE, CPLDS, PAYLOAD = "log file", "CPLDs", "payload and key"
 MESSAGES, CONNECTIONS, OTHERS = "messages", "connections", "others"
