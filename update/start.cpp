@@ -192,7 +192,7 @@ bool Tavrinupdate::startWorker(CpldInventory& record, InstanceIndex index,
         giveUpdateSlotBack();
         logRecord("[%s] : Unable to start update. Failed to start worker thread: %s\n",
                   functionName, error.what());
-        // No worker will.
+        // No worker will close it.
         closeProgrammingPort(record, index);
         reportUpdateStatus(updateRequest(), update_state::refused, 0);
         return false;
